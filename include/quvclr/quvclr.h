@@ -1,0 +1,9 @@
+/* quvclr: colour conversion and ICC profiles. The one header to include. */
+#ifndef QUVCLR_H
+#define QUVCLR_H
+
+#include "common.h"
+#include "status.h"
+#include "conversion.h"
+
+#endif

@@ -1,0 +1,192 @@
+// The two conversion entry points: through a handle, which obeys its method,
+// and direct, which always uses the formula kernels with their defaults.
+#include "frame/handle.h"
+#include "frame/routing.h"
+#include "kernels/catalogue.h"
+#include "kernels/hub.h"
+#include "platform/memory.h"
+#include "platform/probe.h"
+#include "platform/scope_guard.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace quv {
+namespace {
+
+using kernels::isRgbSide;
+using kernels::KernelIo;
+
+// A formula conversion with RGB or BGR on at least one side. A pair without
+// a kernel writes nothing and succeeds.
+ClrStatus convertAtHub(uint32_t source, uint32_t dest, const KernelIo& io, const ClrHandle* handle) {
+    if (isRgbSide(source)) {
+        if (isRgbSide(dest)) return kernels::swapRedBlue(io);
+        const SpaceRoute* route = findRoute(dest);
+        return route ? route->fromRgb({io, source == ClrSpaceRgb, handle}) : CLR_SUCCESS;
+    }
+    if (isRgbSide(dest)) {
+        const SpaceRoute* route = findRoute(source);
+        return route ? route->toRgb({io, dest == ClrSpaceRgb, handle}) : CLR_SUCCESS;
+    }
+    return CLR_SUCCESS;
+}
+
+// RGB 4:4:4 in two bytes, on the path through the hub: the first byte holds
+// R's high nibble, the second G's and then B's.
+void expandRgb444(const uint8_t* src, uint8_t* rgb, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i, src += 2, rgb += 3) {
+        rgb[0] = static_cast<uint8_t>(src[0] * 16);
+        rgb[1] = static_cast<uint8_t>(src[1] & 240);
+        rgb[2] = static_cast<uint8_t>(src[1] * 16);
+    }
+}
+
+void packRgb444(const uint8_t* rgb, uint8_t* dst, size_t pixels) {
+    for (size_t i = 0; i < pixels; ++i, rgb += 3, dst += 2) {
+        dst[0] = static_cast<uint8_t>(rgb[0] / 16);
+        dst[1] = static_cast<uint8_t>((rgb[1] & 240) | (rgb[2] / 16));
+    }
+}
+
+// Two formula kernels through a temporary RGB image, both handed the
+// caller's pads as they stand. The temporary is sized for the padded walks
+// both kernels make over it, so mismatched pads misplace rows but never
+// leave the buffer.
+ClrStatus convertThroughHub(MemoryProbe& probe, uint32_t sourceSpace, uint32_t destSpace, const uint8_t* src,
+                            uint8_t* dst, int32_t width, int32_t height, int32_t srcAlign, int32_t dstAlign) {
+    const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
+    const int32_t widestPad = std::max(kernels::padBytes(srcAlign), kernels::padBytes(dstAlign));
+    auto* rgb = static_cast<uint8_t*>(quvCalloc(kernels::walkExtent(3 * int64_t{width}, widestPad, height), 1));
+    if (!rgb) return CLR_NO_MEMORY;
+    ScopeGuard release([rgb] { quvFree(rgb); });
+
+    const uint64_t srcPad = kernels::padBytes(srcAlign), dstPad = kernels::padBytes(dstAlign);
+    auto prove444 = [&] {
+        return probe.readable(src, (srcPad + 3 * uint64_t(width)) * height) &&
+               probe.writable(dst, 3 * pixels / 2 + dstPad * height);
+    };
+
+    if (sourceSpace == ClrSpaceRgb444) {
+        if (!prove444()) return CLR_INVALID_PARAMETER;
+        expandRgb444(src, rgb, pixels);
+    } else if (const SpaceRoute* route = findRoute(sourceSpace)) {
+        ClrStatus first = route->toRgb({{src, rgb, width, height, srcAlign, dstAlign, &probe}, 1, nullptr});
+        if (first != CLR_SUCCESS) return first;
+    }
+
+    if (destSpace == ClrSpaceRgb444) {
+        // Packs the caller's source, read as RGB, into the temporary, which
+        // is then dropped: the destination is left as it was.
+        if (!prove444()) return CLR_INVALID_PARAMETER;
+        packRgb444(src, rgb, pixels);
+        return CLR_SUCCESS;
+    }
+    const SpaceRoute* route = findRoute(destSpace);
+    return route ? route->fromRgb({{rgb, dst, width, height, srcAlign, dstAlign, &probe}, 1, nullptr}) : CLR_SUCCESS;
+}
+
+ClrStatus convertDirect(MemoryProbe& probe, uint32_t sourceSpace, uint32_t destSpace, const void* source,
+                        void* dest, int32_t width, int32_t height, int32_t srcAlign, int32_t dstAlign) {
+    if (!source || !dest) return CLR_INVALID_PARAMETER;
+    if (ClrStatus s = kernels::checkGeometry(sourceSpace, source, width, height); s != CLR_SUCCESS) return s;
+    if (ClrStatus s = kernels::checkGeometry(destSpace, dest, width, height); s != CLR_SUCCESS) return s;
+
+    const uint64_t srcPad = std::max(srcAlign, 0), dstPad = std::max(dstAlign, 0);
+    const auto rows = static_cast<uint64_t>(height);
+    if (!probe.readable(source, (kernels::rowBytes(sourceSpace, width) + srcPad) * rows)) return CLR_BAD_POINTER;
+    if (!probe.writable(dest, (kernels::rowBytes(destSpace, width) + dstPad) * rows)) return CLR_BAD_POINTER;
+
+    const auto* src = static_cast<const uint8_t*>(source);
+    auto* dst = static_cast<uint8_t*>(dest);
+    if (sourceSpace == destSpace) {
+        if (source == dest && srcPad == dstPad) return CLR_SAME_BUFFER;
+        // Here the row length has no rounding, and an alignment of 2 or more
+        // is the distance from one row to the next.
+        const uint64_t row = static_cast<uint64_t>(kernels::bitsPerPixel(sourceSpace)) * width / 8;
+        if (srcPad < 2 && dstPad < 2) {
+            std::memmove(dst, src, row * rows);
+        } else {
+            for (uint64_t y = 0; y < rows; ++y, src += srcPad, dst += dstPad) std::memmove(dst, src, row);
+        }
+        return CLR_SUCCESS;
+    }
+
+    if (isRgbSide(sourceSpace) || isRgbSide(destSpace))
+        return convertAtHub(sourceSpace, destSpace, {src, dst, width, height, srcAlign, dstAlign, &probe}, nullptr);
+    return convertThroughHub(probe, sourceSpace, destSpace, src, dst, width, height, srcAlign, dstAlign);
+}
+
+uint64_t alignedStride(uint64_t row, int32_t align) {
+    const auto a = static_cast<uint64_t>(align);
+    return row + (a - row % a) % a;
+}
+
+}  // namespace
+}  // namespace quv
+
+using namespace quv;
+
+extern "C" QUV_API ClrStatus Quv_ClrConvertDirect(ClrSpace sourceSpace, ClrSpace destSpace, const void* source,
+                                                  void* dest, int32_t width, int32_t height, int32_t sourceAlign,
+                                                  int32_t destAlign) {
+    MemoryProbe probe;
+    return convertDirect(probe, sourceSpace, destSpace, source, dest, width, height, sourceAlign, destAlign);
+}
+
+extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* source, void* dest, int32_t width,
+                                            int32_t height, int32_t sourceAlign, int32_t destAlign) {
+    if (!source || !handle || !dest) return CLR_NULL_ARGUMENT;
+    if (width < 1 || height < 1) return CLR_INVALID_DIMENSION;
+    if (sourceAlign < 0 || destAlign < 0) return CLR_INVALID_PARAMETER;
+    MemoryProbe probe;
+    if (!probe.readable(handle, CLR_HANDLE_SIZE)) return CLR_BAD_POINTER;
+
+    const ClrHandle& h = *handle;
+    uint64_t srcStride = kernels::rowBytes(h.sourceSpace, width);
+    uint64_t dstStride = kernels::rowBytes(h.destSpace, width);
+    const uint64_t srcRow = srcStride;
+    if (sourceAlign >= 1 && destAlign >= 1) {
+        srcStride = alignedStride(srcStride, sourceAlign);
+        dstStride = alignedStride(dstStride, destAlign);
+    }
+    const auto rows = static_cast<uint64_t>(height);
+    if (!probe.readable(source, srcStride * rows) || !probe.writable(dest, dstStride * rows)) return CLR_BAD_POINTER;
+    if (!registryHolds(handle)) return CLR_INVALID_HANDLE;
+
+    const bool sameSpace = h.sourceSpace == h.destSpace;
+    if (source == dest && sameSpace && sourceAlign != destAlign) return CLR_SAME_BUFFER;
+    if (sameSpace && h.activeMethod != CLR_METHOD_CUSTOM_ICC) {
+        const auto* src = static_cast<const uint8_t*>(source);
+        auto* dst = static_cast<uint8_t*>(dest);
+        if (srcStride == dstStride) {
+            std::memmove(dst, src, srcStride * rows);
+        } else {
+            for (uint64_t y = 0; y < rows; ++y, src += srcStride, dst += dstStride) std::memmove(dst, src, srcRow);
+        }
+        return CLR_SUCCESS;
+    }
+
+    if (h.stageCount == 2) {
+        // The path through the hub reports nothing back to this caller.
+        convertDirect(probe, h.sourceSpace, h.destSpace, source, dest, width, height, sourceAlign, destAlign);
+        return CLR_SUCCESS;
+    }
+
+    switch (h.activeMethod) {
+    case CLR_METHOD_BUILTIN:
+        return convertAtHub(h.sourceSpace, h.destSpace,
+                            {static_cast<const uint8_t*>(source), static_cast<uint8_t*>(dest), width, height,
+                             sourceAlign, destAlign, &probe},
+                            handle);
+    case CLR_METHOD_ICC:
+    case CLR_METHOD_CUSTOM_ICC:
+        // No handle carries an ICC transform yet, and a missing one is this status.
+        return CLR_NULL_ARGUMENT;
+    case CLR_METHOD_EMULATION:
+    case CLR_METHOD_CUSTOM_EMULATION:
+        return CLR_SUCCESS;  // no emulation table serves any pair yet: nothing is written
+    default:
+        return CLR_INVALID_METHOD;
+    }
+}

@@ -1,0 +1,18 @@
+// Loading and unloading of the library: the attach count, the process-wide
+// tables, and release of the handles still live at the last unload.
+#pragma once
+
+#include <cstdint>
+
+namespace quv {
+
+enum ModuleReason : uint32_t { kProcessDetach = 0, kProcessAttach = 1 };
+
+// Runs at load (attach) and unload (detach); other reasons do nothing.
+// Always 1.
+int moduleEntry(void* module, uint32_t reason);
+
+int32_t attachCount();
+void* resourceModule();
+
+}  // namespace quv

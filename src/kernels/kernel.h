@@ -1,0 +1,99 @@
+// What every colour kernel shares: its arguments, its buffer proofs, the row
+// walk, and the number rules of the formulas (truncation, clamps, MulDiv).
+#pragma once
+
+#include "platform/probe.h"
+
+#include <quvclr/status.h>
+
+#include <climits>
+#include <cstdint>
+#include <type_traits>
+
+namespace quv::kernels {
+
+// A kernel's buffers. The pads are bytes skipped after each row; values
+// below 1 count as none. `probe` is the calling conversion's, so buffers the
+// caller has proven already are not asked about again.
+struct KernelIo {
+    const uint8_t* src;
+    uint8_t* dst;
+    int32_t width;
+    int32_t height;
+    int32_t srcPad;
+    int32_t dstPad;
+    MemoryProbe* probe;
+};
+
+// A kernel between one space and the RGB hub. orderFlag nonzero: the RGB
+// side is R, G, B; zero: B, G, R.
+using Kernel = ClrStatus (*)(const KernelIo& io, int orderFlag);
+
+constexpr int32_t padBytes(int32_t pad) { return pad < 1 ? 0 : pad; }
+
+// Bytes a walk over `height` rows of `rowBytes` plus `pad` touches, as the
+// buffer proofs count it: (row + pad) x height.
+uint64_t walkExtent(int64_t rowBytes, int32_t pad, int32_t height);
+
+// Proves the source readable and the destination writable over their walks;
+// CLR_INVALID_PARAMETER when either is not.
+ClrStatus proveBuffers(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes);
+
+// Conversion of a double to a 32-bit integer toward zero; NaN, infinities
+// and values out of range give INT32_MIN.
+inline int32_t truncToInt(double x) {
+    return (x > -2147483649.0 && x < 2147483648.0) ? static_cast<int32_t>(x) : INT32_MIN;
+}
+
+// Clamp applied before truncation; a NaN passes through.
+inline double clamp(double x, double lo, double hi) { return x < lo ? lo : (x > hi ? hi : x); }
+inline int32_t clamp(int32_t x, int32_t lo, int32_t hi) { return x < lo ? lo : (x > hi ? hi : x); }
+
+// a x b / c from the exact product, rounded to nearest with halves away from
+// zero; -1 when c is 0 or the result does not fit.
+int32_t mulDiv(int32_t a, int32_t b, int32_t c);
+
+// Where R and B sit on the RGB side of a kernel; G is always byte 1.
+template <bool RFirst>
+struct RgbOrder {
+    static constexpr int r = RFirst ? 0 : 2;
+    static constexpr int b = RFirst ? 2 : 0;
+};
+
+// Calls fn(RgbOrder<...>{}) for the layout orderFlag names.
+template <class Fn>
+decltype(auto) withOrder(int orderFlag, Fn&& fn) {
+    return orderFlag ? fn(RgbOrder<true>{}) : fn(RgbOrder<false>{});
+}
+
+// Walks every pixel row by row, skipping the pads after each row. fn reads
+// the whole source pixel before it writes, so source and destination may be
+// one buffer.
+template <int SrcBytes, int DstBytes, class Fn>
+inline void forEachPixel(const KernelIo& io, Fn&& fn) {
+    const uint8_t* s = io.src;
+    uint8_t* d = io.dst;
+    const int32_t sp = padBytes(io.srcPad);
+    const int32_t dp = padBytes(io.dstPad);
+    for (int32_t y = 0; y < io.height; ++y) {
+        for (int32_t x = 0; x < io.width; ++x) {
+            fn(s, d);
+            s += SrcBytes;
+            d += DstBytes;
+        }
+        s += sp;
+        d += dp;
+    }
+}
+
+// The common body of a pixel-by-pixel kernel: proofs, then the walk.
+template <int SrcBytes, int DstBytes, class Fn>
+inline ClrStatus mapPixels(const KernelIo& io, Fn&& fn) {
+    const int64_t w = io.width > 0 ? io.width : 0;
+    ClrStatus proved = proveBuffers(io, SrcBytes * w, DstBytes * w);
+    if (proved != CLR_SUCCESS) return proved;
+    forEachPixel<SrcBytes, DstBytes>(io, fn);
+    return CLR_SUCCESS;
+}
+
+}  // namespace quv::kernels

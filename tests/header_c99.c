@@ -1,0 +1,11 @@
+/* The public headers compile as C99, with the record layouts checked there too. */
+#include <quvclr/quvclr.h>
+
+int main(void) {
+    ClrParams params = {0};
+    ClrWhitePoint white = {50, 0.3457, 0.3585};
+    params.size = CLR_PARAMS_SIZE;
+    params.whitePoint = &white;
+    return (int)(sizeof params + sizeof(ClrProfileBlock) + sizeof(ClrYuvParams) + sizeof(ClrLabParams) +
+                 sizeof(ClrCmykParams)) == 1652 + 20 + 48 + 32 + 12 ? 0 : 1;
+}

@@ -1,0 +1,114 @@
+// The hue spaces against the values they are known to give, the one failure
+// of inverse HLS, and the properties of HSV and HLS on the whole cube.
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+using quvtest::fromSpace;
+using quvtest::Pixel;
+using quvtest::toSpace;
+
+namespace {
+
+struct Known {
+    ClrSpace space;
+    Pixel rgb;
+    Pixel encoded;
+    Pixel decoded;
+};
+
+class HueKnownValues : public testing::TestWithParam<Known> {};
+
+TEST_P(HueKnownValues, ForwardAndInverseGiveTheListedBytes) {
+    const Known& k = GetParam();
+    EXPECT_EQ(toSpace(k.space, k.rgb), k.encoded);
+    EXPECT_EQ(fromSpace(k.space, k.encoded), k.decoded);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Listed, HueKnownValues,
+    testing::Values(Known{ClrSpaceHsv, {255, 0, 0}, {0, 255, 255}, {255, 0, 0}},
+                    Known{ClrSpaceHsv, {0, 255, 0}, {85, 255, 255}, {0, 255, 0}},
+                    Known{ClrSpaceHsv, {0, 0, 255}, {170, 255, 255}, {0, 0, 255}},
+                    Known{ClrSpaceHsv, {200, 100, 50}, {14, 191, 200}, {200, 98, 51}},
+                    Known{ClrSpaceHls, {255, 0, 0}, {0, 128, 255}, {255, 1, 1}},
+                    Known{ClrSpaceHls, {200, 100, 50}, {14, 125, 153}, {200, 100, 50}},
+                    Known{ClrSpaceHls, {255, 255, 255}, {0, 255, 0}, {255, 255, 255}},
+                    Known{ClrSpaceHls, {128, 128, 128}, {0, 128, 0}, {128, 128, 128}},
+                    // Hue 127 falls in the descending ramp, whose value for green
+                    // passes 255 and keeps its low byte: cyan comes back blue.
+                    Known{ClrSpaceHls, {0, 250, 250}, {127, 125, 255}, {0, 0, 250}},
+                    // HSI: den is 0 on greys, the hue is 0 and complemented.
+                    Known{ClrSpaceHsi, {255, 255, 255}, {255, 255, 0}, {255, 255, 255}},
+                    Known{ClrSpaceHsi, {128, 128, 128}, {128, 255, 0}, {128, 128, 128}},
+                    Known{ClrSpaceHsi, {0, 0, 0}, {0, 255, 0}, {0, 0, 0}},
+                    // The large shifts of saturated colours are part of HSI.
+                    Known{ClrSpaceHsi, {255, 0, 0}, {85, 56, 255}, {154, 101, 0}},
+                    Known{ClrSpaceHsi, {0, 255, 0}, {85, 200, 255}, {238, 0, 17}}));
+
+TEST(HlsInverse, SaturationZeroWithAHueStopsTheConversion) {
+    ClrStatus status = 0;
+    quvtest::convert1(ClrSpaceHls, ClrSpaceRgb, {1, 100, 0}, &status);
+    EXPECT_EQ(status, CLR_INVALID_TAG_DATA);
+
+    // Pixels before the bad one are written; the bad one and all after are not.
+    const uint8_t hls[] = {0, 50, 0, 0, 60, 0, 7, 70, 0, 0, 80, 0};
+    uint8_t rgb[12];
+    std::fill(std::begin(rgb), std::end(rgb), 0xEE);
+    EXPECT_EQ(Quv_ClrConvertDirect(ClrSpaceHls, ClrSpaceRgb, hls, rgb, 2, 2, 0, 0), CLR_INVALID_TAG_DATA);
+    const uint8_t expected[] = {50, 50, 50, 60, 60, 60, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
+    EXPECT_TRUE(std::equal(std::begin(rgb), std::end(rgb), expected));
+}
+
+// Every grey survives HSV and HLS exactly, and both put greys at hue 0,
+// saturation 0.
+TEST(HueKernels, GreysAreExactInHsvAndHls) {
+    for (int v = 0; v < 256; ++v) {
+        const Pixel grey{uint8_t(v), uint8_t(v), uint8_t(v)};
+        const Pixel hsv = toSpace(ClrSpaceHsv, grey);
+        EXPECT_EQ(hsv, (Pixel{0, 0, uint8_t(v)}));
+        EXPECT_EQ(fromSpace(ClrSpaceHsv, hsv), grey);
+        const Pixel hls = toSpace(ClrSpaceHls, grey);
+        EXPECT_EQ(hls[0], 0);
+        EXPECT_EQ(hls[2], 0);
+        EXPECT_EQ(fromSpace(ClrSpaceHls, hls), grey);
+    }
+}
+
+// HSV keeps the maximum as V, so the brightest channel of every colour comes
+// back within rounding, and the ordering of channels never inverts.
+TEST(HueKernels, HsvKeepsValueAndChannelOrderOverTheCube) {
+    for (int r = 0; r < 256; r += 5)
+        for (int g = 0; g < 256; g += 5)
+            for (int b = 0; b < 256; b += 5) {
+                const Pixel rgb{uint8_t(r), uint8_t(g), uint8_t(b)};
+                const Pixel hsv = toSpace(ClrSpaceHsv, rgb);
+                ASSERT_EQ(hsv[2], std::max({r, g, b}));
+                const Pixel back = fromSpace(ClrSpaceHsv, hsv);
+                ASSERT_EQ(std::max({back[0], back[1], back[2]}), hsv[2]);
+                for (int i = 0; i < 3; ++i) {
+                    for (int j = 0; j < 3; ++j) {
+                        if (rgb[i] > rgb[j] + 8) {
+                            ASSERT_GE(back[i], back[j]) << r << ' ' << g << ' ' << b;
+                        }
+                    }
+                }
+            }
+}
+
+TEST(HueKernels, HsiBgrOrderMatchesRgbOrder) {
+    const auto rgb = quvtest::randomBytes(3 * 300, 11);
+    std::vector<uint8_t> bgr(rgb.size()), a(rgb.size()), b(rgb.size());
+    for (size_t i = 0; i < rgb.size(); i += 3) {
+        bgr[i] = rgb[i + 2];
+        bgr[i + 1] = rgb[i + 1];
+        bgr[i + 2] = rgb[i];
+    }
+    for (ClrSpace space : {ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi}) {
+        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, rgb.data(), a.data(), 300, 1, 0, 0), 1);
+        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceBgr, space, bgr.data(), b.data(), 300, 1, 0, 0), 1);
+        EXPECT_EQ(a, b) << space;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,276 @@
+// The platform layer: memory proofs under each way of asking the system,
+// the allocation families and the growable buffer's accounting, text, files.
+#include "test_support.h"
+
+#include "platform/file.h"
+#include "platform/memory.h"
+#include "platform/probe.h"
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using quv::MemoryProbe;
+using quv::ProbeMechanism;
+using quvtest::MappedPages;
+namespace qt = quv::testing;
+
+class ProbeTest : public testing::TestWithParam<ProbeMechanism> {
+protected:
+    void SetUp() override { qt::forceProbeMechanism(GetParam()); }
+    void TearDown() override { qt::forceProbeMechanism(ProbeMechanism::Auto); }
+};
+
+TEST_P(ProbeTest, ProtectionDecidesReadAndWrite) {
+    MappedPages rw(2), ro(2, PROT_READ), none(2, PROT_NONE);
+    MemoryProbe p;
+    EXPECT_TRUE(p.readable(rw.data(), rw.size()));
+    EXPECT_TRUE(p.writable(rw.data(), rw.size()));
+    EXPECT_TRUE(p.readable(ro.data(), ro.size()));
+    EXPECT_FALSE(p.writable(ro.data(), ro.size()));
+    EXPECT_FALSE(p.writable(ro.data() + 100, 1));
+    EXPECT_FALSE(p.readable(none.data(), 1));
+    EXPECT_FALSE(p.writable(none.data(), none.size()));
+    // A proof of one access doesn't stand in for the other.
+    MemoryProbe q;
+    EXPECT_TRUE(q.readable(ro.data(), 8));
+    EXPECT_FALSE(q.writable(ro.data(), 8));
+}
+
+TEST_P(ProbeTest, ExtentsRunningOffTheMappingFail) {
+    MappedPages rw(1);
+    MemoryProbe p;
+    EXPECT_TRUE(p.readable(rw.tail(16), 16));
+    EXPECT_FALSE(p.readable(rw.tail(16), 17));
+    EXPECT_FALSE(p.writable(rw.tail(16), 17));
+    EXPECT_TRUE(p.writable(rw.tail(16), 16));
+}
+
+TEST_P(ProbeTest, SpansAcrossMappingsNeedEveryPage) {
+    MappedPages pages(3);
+    const size_t page = MappedPages::pageSize();
+    mprotect(pages.data() + page, page, PROT_READ);  // middle page read-only
+    MemoryProbe p;
+    EXPECT_TRUE(p.readable(pages.data(), pages.size()));
+    EXPECT_FALSE(p.writable(pages.data(), pages.size()));
+    EXPECT_TRUE(p.writable(pages.data() + 2 * page, page));
+    mprotect(pages.data() + page, page, PROT_NONE);
+    MemoryProbe q;
+    EXPECT_FALSE(q.readable(pages.data(), pages.size()));
+    EXPECT_TRUE(q.readable(pages.data(), page));
+}
+
+TEST_P(ProbeTest, EmptyNullAndWrappingExtents) {
+    MemoryProbe p;
+    EXPECT_TRUE(p.readable(nullptr, 0));
+    EXPECT_FALSE(p.readable(nullptr, 1));
+    EXPECT_FALSE(p.writable(nullptr, 1));
+    int x = 0;
+    EXPECT_FALSE(p.readable(&x, SIZE_MAX));
+    EXPECT_TRUE(p.writable(&x, sizeof x));
+    EXPECT_EQ(x, 0) << "proving writability changes nothing";
+}
+
+TEST_P(ProbeTest, ProvingLeavesMemoryAsItWas) {
+    auto bytes = quvtest::randomBytes(3 * MappedPages::pageSize(), 99);
+    const auto before = bytes;
+    MemoryProbe p;
+    EXPECT_TRUE(p.writable(bytes.data(), bytes.size()));
+    EXPECT_EQ(bytes, before);
+}
+
+std::string mechanismName(const testing::TestParamInfo<ProbeMechanism>& info) {
+    static const char* const names[] = {"Auto", "MapQuery", "ProcessVm", "MapsText"};
+    return names[static_cast<int>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Mechanisms, ProbeTest,
+                         testing::Values(ProbeMechanism::Auto, ProbeMechanism::MapQuery, ProbeMechanism::ProcessVm,
+                                         ProbeMechanism::MapsText),
+                         mechanismName);
+
+TEST(Allocation, FamiliesCountTheirOwnBlocks) {
+    const long priv = qt::livePrivateBlocks(), shared = qt::liveSharedBlocks();
+    void* a = quv::quvMalloc(10, 4);
+    void* b = quv::quvSharedAlloc(3, 3);
+    EXPECT_EQ(qt::livePrivateBlocks(), priv + 1);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared + 1);
+    b = quv::quvSharedRealloc(b, 1000);
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared + 1);
+    quv::quvFree(a);
+    quv::quvSharedFree(b);
+    EXPECT_EQ(qt::livePrivateBlocks(), priv);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared);
+}
+
+TEST(Allocation, OverflowingCountsAndInjectedFailuresGiveNull) {
+    EXPECT_EQ(quv::quvMalloc(SIZE_MAX / 2, 4), nullptr);
+    auto* zeros = static_cast<uint8_t*>(quv::quvCalloc(64, 1));
+    ASSERT_NE(zeros, nullptr);
+    EXPECT_EQ(std::count(zeros, zeros + 64, 0), 64);
+    quv::quvFree(zeros);
+    qt::failAllocationsAfter(1);
+    void* first = quv::quvMalloc(1, 1);
+    EXPECT_NE(first, nullptr);
+    EXPECT_EQ(quv::quvMalloc(1, 1), nullptr);
+    EXPECT_EQ(quv::quvSharedAlloc(1, 1), nullptr);
+    qt::failAllocationsAfter(-1);
+    quv::quvFree(first);
+}
+
+TEST(GrowBuffer, SmallSizesAreNotReserved) {
+    const size_t reserved = qt::reservedBytes();
+    quv::GrowBuffer buf(1000);
+    EXPECT_EQ(buf.status(), CLR_SUCCESS);
+    EXPECT_EQ(buf.size(), 1000u);
+    EXPECT_FALSE(buf.reservationOpen());
+    EXPECT_EQ(buf.countedBytes(), 1000u);
+    EXPECT_EQ(qt::reservedBytes(), reserved);
+}
+
+TEST(GrowBuffer, LargeSizesReserveAndGiveBack) {
+    const size_t reserved = qt::reservedBytes();
+    {
+        quv::GrowBuffer buf(100);
+        ASSERT_EQ(buf.resize(9000000), CLR_SUCCESS);
+        // Crossing the threshold reserves the whole counted amount at once.
+        EXPECT_TRUE(buf.reservationOpen());
+        EXPECT_EQ(qt::reservedBytes(), reserved + buf.countedBytes());
+        const size_t counted = buf.countedBytes();
+        ASSERT_EQ(buf.resize(counted + 1), CLR_SUCCESS);
+        EXPECT_EQ(qt::reservedBytes(), reserved + buf.countedBytes()) << "growth reserves the difference";
+        EXPECT_EQ(buf.resize(10), CLR_SUCCESS) << "shrinking keeps the storage";
+        EXPECT_GE(buf.capacity(), counted);
+    }
+    EXPECT_EQ(qt::reservedBytes(), reserved);
+}
+
+TEST(GrowBuffer, RefusedReservationFreesAFreshBuffer) {
+    const long blocks = qt::livePrivateBlocks();
+    qt::limitReservations(1000);
+    {
+        quv::GrowBuffer buf(9000000);
+        EXPECT_EQ(buf.status(), CLR_NO_MEMORY);
+        EXPECT_EQ(buf.data(), nullptr);
+        EXPECT_EQ(qt::livePrivateBlocks(), blocks);
+    }
+    qt::limitReservations(0);
+}
+
+TEST(GrowBuffer, FailedAllocationReportsThroughTheAccount) {
+    qt::failAllocationsAfter(0);
+    quv::GrowBuffer buf(10);
+    qt::failAllocationsAfter(-1);
+    EXPECT_EQ(buf.status(), CLR_NO_MEMORY);
+    EXPECT_EQ(buf.size(), 0u);
+    quv::GrowBuffer empty(0);
+    EXPECT_EQ(empty.status(), CLR_FAILURE) << "a buffer of size 0 is never made";
+}
+
+TEST(GrowBuffer, GrowthStepDoublesAfterTwentyGrowths) {
+    quv::GrowBuffer buf(1);
+    const size_t step = buf.growthStep();
+    size_t size = 1;
+    for (int i = 0; i < 20; ++i) ASSERT_EQ(buf.resize(size += step), CLR_SUCCESS);
+    EXPECT_EQ(buf.growthStep(), 2 * step);
+}
+
+TEST(Text, Utf8AndUtf16RoundTrip) {
+    const std::string text = "gr\xC3\xBC\xC3\x9F dich \xE2\x82\xAC \xF0\x9F\x8E\xA8";  // ü ß € and a non-BMP emoji
+    const std::u16string wide = quv::utf8ToUtf16(text);
+    EXPECT_EQ(wide, u"grüß dich € 🎨");
+    bool lossy = true;
+    EXPECT_EQ(quv::utf16ToUtf8(wide, &lossy), text);
+    EXPECT_FALSE(lossy);
+}
+
+TEST(Text, MalformedInputIsReplacedAndReported) {
+    EXPECT_EQ(quv::utf8ToUtf16("a\xFF" "b\xC3"), u"a\uFFFDb\uFFFD");
+    EXPECT_EQ(quv::utf8ToUtf16("\xC0\x80"), u"\uFFFD\uFFFD") << "overlong forms are not decoded";
+    const char16_t lone[] = {u'x', 0xD800, u'y', 0};
+    bool lossy = false;
+    EXPECT_EQ(quv::utf16ToUtf8(lone, &lossy), "x?y");
+    EXPECT_TRUE(lossy);
+    char narrow[16];
+    EXPECT_EQ(quv::wideToNarrowField(lone, narrow, sizeof narrow), CLR_TEXT_LOSSY);
+    EXPECT_STREQ(narrow, "x?y");
+}
+
+TEST(Text, FieldsReportNullAndOverflow) {
+    ClrWChar field[4];
+    EXPECT_EQ(quv::narrowToWideField(nullptr, field, 4), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(quv::narrowToWideField("abc", field, 4), CLR_SUCCESS);
+    EXPECT_EQ(std::u16string(field), u"abc");
+    EXPECT_EQ(quv::narrowToWideField("abcd", field, 4), CLR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(field[0], 0);
+    char narrow[3];
+    EXPECT_EQ(quv::wideToNarrowField(u"ab", narrow, 3), CLR_SUCCESS);
+    EXPECT_EQ(quv::wideToNarrowField(u"é", narrow, 2), CLR_BUFFER_TOO_SMALL) << "two UTF-8 bytes and a terminator";
+    ClrWChar* copy = quv::quvTextToWide("caf\xC3\xA9");
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(std::u16string(copy), u"café");
+    quv::quvTextFree(copy);
+    EXPECT_EQ(quv::quvTextToWide(nullptr), nullptr);
+}
+
+class FileTest : public testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/quvclr-file-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir_ = pattern;
+    }
+    void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
+    std::u16string path(const std::string& name) const { return quv::utf8ToUtf16(dir_ + "/" + name); }
+    std::string dir_;
+};
+
+TEST_F(FileTest, CreateWriteSeekReadAndTruncate) {
+    const std::u16string name = path("profil-\xC3\xA9t\xC3\xA9.icc");
+    quv::QuvFile f = quv::quvFileCreateTracked(name.c_str(), quv::kAccessWrite, 3, nullptr, quv::kCreateAlways,
+                                               128, nullptr);
+    ASSERT_NE(f, quv::kBadFile);
+    EXPECT_EQ(quv::quvFileWrite(f, "0123456789", 10), 10u);
+    quv::quvFileCloseTracked(f);
+    EXPECT_TRUE(quv::quvFileExists(name.c_str()));
+
+    f = quv::quvFileOpen(name.c_str(), quv::kOpenReadWrite, quv::kShareReadWrite);
+    ASSERT_NE(f, quv::kBadFile);
+    EXPECT_EQ(quv::quvFileSeek(f, -4, 2), 6);
+    char buf[16] = {};
+    EXPECT_EQ(quv::quvFileRead(f, buf, 16), 4u);
+    EXPECT_STREQ(buf, "6789");
+    EXPECT_EQ(quv::quvFileReadMore(f, buf, 4), 0) << "end of file is 0, not a failure";
+    EXPECT_EQ(quv::quvFileSeek(f, 3, 0), 3);
+    EXPECT_EQ(quv::quvFileWrite(f, nullptr, 0), 0u) << "a count of 0 truncates here";
+    EXPECT_EQ(quv::quvFileSeek(f, 0, 2), 3);
+    EXPECT_EQ(quv::quvFileWriteBlock(f, "ab", 2), 2);
+    EXPECT_EQ(quv::quvFileSeek(f, 0, 0), 0);
+    EXPECT_EQ(quv::quvFileRead(f, buf, 16), 5u);
+    EXPECT_EQ(std::string(buf, 5), "012ab");
+    quv::quvFileClose(f);
+}
+
+TEST_F(FileTest, MissingFilesAndDirectoriesAreNotFiles) {
+    const std::u16string missing = path("missing");
+    EXPECT_EQ(quv::quvFileOpen(missing.c_str(), quv::kOpenRead, quv::kShareRead), quv::kBadFile);
+    EXPECT_FALSE(quv::quvFileExists(missing.c_str()));
+    EXPECT_FALSE(quv::quvFileExists(quv::utf8ToUtf16(dir_).c_str()));
+    EXPECT_EQ(quv::quvFileOpen(nullptr, quv::kOpenRead, quv::kShareRead), quv::kBadFile);
+    // Creating a new file where one exists fails; reading a closed handle reports failure.
+    const std::u16string name = path("x");
+    quv::QuvFile f = quv::quvFileCreateTracked(name.c_str(), quv::kAccessWrite, 3, nullptr, 1, 128, nullptr);
+    ASSERT_NE(f, quv::kBadFile);
+    quv::quvFileCloseTracked(f);
+    EXPECT_EQ(quv::quvFileCreateTracked(name.c_str(), quv::kAccessWrite, 3, nullptr, 1, 128, nullptr), quv::kBadFile);
+    char c;
+    EXPECT_LT(quv::quvFileReadMore(f, &c, 1), 0);
+}
+
+}  // namespace

@@ -1,0 +1,65 @@
+// Helpers shared by the tests: pixel conversion shorthands and memory with
+// chosen protections.
+#pragma once
+
+#include <quvclr/quvclr.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace quvtest {
+
+using Pixel = std::array<uint8_t, 3>;
+
+// Converts one 3-byte pixel directly between two spaces.
+inline Pixel convert1(ClrSpace from, ClrSpace to, Pixel in, ClrStatus* status = nullptr) {
+    Pixel out{};
+    ClrStatus s = Quv_ClrConvertDirect(from, to, in.data(), out.data(), 1, 1, 0, 0);
+    if (status) *status = s;
+    return out;
+}
+
+inline Pixel toSpace(ClrSpace space, Pixel rgb) { return convert1(ClrSpaceRgb, space, rgb); }
+inline Pixel fromSpace(ClrSpace space, Pixel value) { return convert1(space, ClrSpaceRgb, value); }
+
+// Whole pages mapped with one protection, optionally followed by a guard
+// page that is not mapped at all.
+class MappedPages {
+public:
+    explicit MappedPages(size_t pages, int protection = PROT_READ | PROT_WRITE) : bytes_(pages * pageSize()) {
+        void* p = mmap(nullptr, bytes_ + pageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        base_ = static_cast<uint8_t*>(p);
+        munmap(base_ + bytes_, pageSize());  // nothing mapped right after the block
+        if (protection != (PROT_READ | PROT_WRITE)) mprotect(base_, bytes_, protection);
+    }
+    ~MappedPages() { munmap(base_, bytes_); }
+    MappedPages(const MappedPages&) = delete;
+    MappedPages& operator=(const MappedPages&) = delete;
+
+    uint8_t* data() const { return base_; }
+    size_t size() const { return bytes_; }
+    // The last `n` bytes before the unmapped gap.
+    uint8_t* tail(size_t n) const { return base_ + bytes_ - n; }
+    void protect(int protection) { mprotect(base_, bytes_, protection); }
+    static size_t pageSize() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
+
+private:
+    size_t bytes_;
+    uint8_t* base_;
+};
+
+// Deterministic pseudo-random bytes.
+inline std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
+    std::vector<uint8_t> v(n);
+    for (auto& b : v) {
+        seed = seed * 1664525u + 1013904223u;
+        b = static_cast<uint8_t>(seed >> 24);
+    }
+    return v;
+}
+
+}  // namespace quvtest

@@ -1,0 +1,246 @@
+// quvclr: the command-line face of the library.
+#include "image.h"
+
+#include <quvclr/quvclr.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+using quvclr_tool::Image;
+
+namespace {
+
+struct SpaceName {
+    const char* name;
+    ClrSpace space;
+    int channels;  // bytes of one pixel where it is whole bytes, else 0
+};
+
+const SpaceName kSpaces[] = {
+    {"rgb", ClrSpaceRgb, 3},     {"yuv", ClrSpaceYuv, 3},       {"cmyk", ClrSpaceCmyk, 4}, {"hsv", ClrSpaceHsv, 3},
+    {"hls", ClrSpaceHls, 3},     {"yiq", ClrSpaceYiq, 3},       {"cmy", ClrSpaceCmy, 3},   {"lab", ClrSpaceLab, 3},
+    {"xyz", ClrSpaceXyz, 3},     {"yuy2", ClrSpaceYuy2, 0},     {"yvu9", ClrSpaceYvu9, 0}, {"ycck", ClrSpaceYcck, 4},
+    {"bgr", ClrSpaceBgr, 3},     {"y41p", ClrSpaceY41p, 0},     {"uyvy", ClrSpaceUyvy, 0}, {"ycbcr", ClrSpaceYcbcr, 3},
+    {"hsi", ClrSpaceHsi, 3},     {"rgb444", ClrSpaceRgb444, 0},
+};
+
+// The spaces whose formula kernels the library has today; the default run
+// shows each of them.
+const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv", "hls", "hsi"};
+
+const SpaceName* findSpace(const std::string& name) {
+    for (const SpaceName& s : kSpaces)
+        if (name == s.name) return &s;
+    return nullptr;
+}
+
+const char* statusName(ClrStatus status) {
+    static const std::map<ClrStatus, const char*> names = {
+        {CLR_SUCCESS, "success"},
+        {CLR_NO_MEMORY, "out of memory"},
+        {CLR_INVALID_DIMENSION, "invalid dimension"},
+        {CLR_INVALID_PARAMETER, "invalid parameter"},
+        {CLR_INVALID_TAG_DATA, "value outside its form"},
+        {CLR_BAD_POINTER, "bad pointer"},
+        {CLR_INVALID_HANDLE, "invalid handle"},
+        {CLR_INVALID_SPACE, "invalid space"},
+        {CLR_INVALID_METHOD, "invalid method"},
+        {CLR_WIDTH_NOT_MULTIPLE, "width not a multiple of the packing"},
+        {CLR_SIZE_NOT_MULTIPLE_OF_4, "size not a multiple of 4"},
+        {CLR_NULL_ARGUMENT, "null argument"},
+        {CLR_ICC_SPACE_MISMATCH, "space not served"},
+    };
+    auto it = names.find(status);
+    return it == names.end() ? "failure" : it->second;
+}
+
+size_t imageBytes(ClrSpace space, int32_t width, int32_t height) {
+    int bits = 0;
+    switch (space) {
+    case ClrSpaceCmyk: case ClrSpaceYcck: bits = 32; break;
+    case ClrSpaceYuy2: case ClrSpaceUyvy: case ClrSpaceRgb444: bits = 16; break;
+    case ClrSpaceYvu9: bits = 9; break;
+    case ClrSpaceY41p: bits = 12; break;
+    default: bits = 24; break;
+    }
+    return (static_cast<size_t>(bits) * width + 7) / 8 * height;
+}
+
+struct RoundTrip {
+    ClrStatus forward = 0;
+    ClrStatus back = 0;
+    std::vector<uint8_t> converted;
+    int maxError[4] = {};
+    double meanError[4] = {};
+};
+
+// Converts `image` (in `from`) to `to` through a handle, and back again.
+RoundTrip roundTrip(const std::vector<uint8_t>& image, int32_t width, int32_t height, const SpaceName& from,
+                    const SpaceName& to) {
+    RoundTrip result;
+    result.converted.assign(imageBytes(to.space, width, height), 0);
+    std::vector<uint8_t> back(image.size(), 0);
+
+    ClrHandle* there = nullptr;
+    ClrHandle* home = nullptr;
+    result.forward = Quv_ClrInit(&there, from.space, to.space, nullptr);
+    if (result.forward == CLR_SUCCESS)
+        result.forward = Quv_ClrConvert(there, image.data(), result.converted.data(), width, height, 0, 0);
+    result.back = Quv_ClrInit(&home, to.space, from.space, nullptr);
+    if (result.back == CLR_SUCCESS)
+        result.back = Quv_ClrConvert(home, result.converted.data(), back.data(), width, height, 0, 0);
+    if (there) Quv_ClrFree(there);
+    if (home) Quv_ClrFree(home);
+
+    const int channels = from.channels;
+    if (channels == 0) return result;
+    double sum[4] = {};
+    for (size_t i = 0; i < image.size(); ++i) {
+        const int c = static_cast<int>(i % channels);
+        const int err = std::abs(int(image[i]) - int(back[i]));
+        result.maxError[c] = std::max(result.maxError[c], err);
+        sum[c] += err;
+    }
+    const double pixels = double(image.size()) / channels;
+    for (int c = 0; c < channels; ++c) result.meanError[c] = sum[c] / pixels;
+    return result;
+}
+
+void printErrors(const RoundTrip& r, int channels) {
+    for (int c = 0; c < channels; ++c) std::printf(" %3d", r.maxError[c]);
+    std::printf("   ");
+    for (int c = 0; c < channels; ++c) std::printf(" %6.3f", r.meanError[c]);
+    std::printf("\n");
+}
+
+int chartTour() {
+    const Image chart = quvclr_tool::colourChart();
+    const SpaceName& rgb = *findSpace("rgb");
+    std::printf("quvclr: built-in colour chart, %d x %d pixels, from rgb by built-in formulas\n", chart.width,
+                chart.height);
+    std::printf("round trip rgb -> space -> rgb; error in counts per channel (R, G, B)\n\n");
+    std::printf("%-7s %-9s %-9s %-16s %s\n", "space", "forward", "back", "max error", "mean error");
+    int failures = 0;
+    for (const char* name : kFormulaSpaces) {
+        const SpaceName& to = *findSpace(name);
+        RoundTrip r = roundTrip(chart.bytes, chart.width, chart.height, rgb, to);
+        std::printf("%-7s %-9s %-9s", name, statusName(r.forward), statusName(r.back));
+        printErrors(r, 3);
+        if (r.forward != CLR_SUCCESS || r.back != CLR_SUCCESS) ++failures;
+    }
+    return failures == 0 ? 0 : 1;
+}
+
+void usage() {
+    std::printf(
+        "usage:\n"
+        "  quvclr                       convert the built-in chart from rgb to each formula space and back\n"
+        "  quvclr convert [options]     convert an image between two spaces\n"
+        "      --from SPACE             source space (default rgb)\n"
+        "      --to SPACE               destination space (default yuv)\n"
+        "      --in FILE                input: binary PPM for rgb, raw bytes otherwise (default: the chart)\n"
+        "      --size WxH               size of a raw input\n"
+        "      --out FILE               output: binary PPM for rgb, raw bytes otherwise\n"
+        "      --method builtin         conversion method (built-in formulas)\n"
+        "  quvclr spaces                list the colour spaces\n");
+}
+
+int listSpaces() {
+    for (const SpaceName& s : kSpaces) std::printf("%-7s %u\n", s.name, s.space);
+    return 0;
+}
+
+int convert(int argc, char** argv) {
+    std::string from = "rgb", to = "yuv", in, out, size, method = "builtin";
+    for (int i = 0; i < argc; ++i) {
+        const std::string arg = argv[i];
+        auto value = [&](std::string* target) {
+            if (i + 1 >= argc) return false;
+            *target = argv[++i];
+            return true;
+        };
+        bool ok = (arg == "--from" && value(&from)) || (arg == "--to" && value(&to)) ||
+                  (arg == "--in" && value(&in)) || (arg == "--out" && value(&out)) ||
+                  (arg == "--size" && value(&size)) || (arg == "--method" && value(&method));
+        if (!ok) {
+            std::fprintf(stderr, "quvclr convert: unknown or incomplete option %s\n", arg.c_str());
+            usage();
+            return 2;
+        }
+    }
+    const SpaceName* source = findSpace(from);
+    const SpaceName* dest = findSpace(to);
+    if (!source || !dest) {
+        std::fprintf(stderr, "quvclr convert: unknown space %s\n", source ? to.c_str() : from.c_str());
+        return 2;
+    }
+    if (method != "builtin") {
+        std::fprintf(stderr, "quvclr convert: method %s is not available; use builtin\n", method.c_str());
+        return 2;
+    }
+
+    Image image;
+    std::string error;
+    if (in.empty()) {
+        if (source->space != ClrSpaceRgb) {
+            std::fprintf(stderr, "quvclr convert: the built-in chart is rgb; give --in for %s\n", from.c_str());
+            return 2;
+        }
+        image = quvclr_tool::colourChart();
+    } else if (source->space == ClrSpaceRgb) {
+        error = quvclr_tool::readPpm(in, &image);
+    } else {
+        if (std::sscanf(size.c_str(), "%dx%d", &image.width, &image.height) != 2 || image.width < 1 ||
+            image.height < 1) {
+            std::fprintf(stderr, "quvclr convert: a raw input needs --size WxH\n");
+            return 2;
+        }
+        error = quvclr_tool::readRaw(in, imageBytes(source->space, image.width, image.height), &image.bytes);
+    }
+    if (!error.empty()) {
+        std::fprintf(stderr, "quvclr convert: %s\n", error.c_str());
+        return 1;
+    }
+
+    RoundTrip r = roundTrip(image.bytes, image.width, image.height, *source, *dest);
+    std::printf("quvclr convert: %s, %d x %d pixels\n", in.empty() ? "built-in chart" : in.c_str(), image.width,
+                image.height);
+    std::printf("  %s -> %s by built-in formulas: %s (%d)\n", from.c_str(), to.c_str(), statusName(r.forward),
+                r.forward);
+    std::printf("  %s -> %s back: %s (%d)\n", to.c_str(), from.c_str(), statusName(r.back), r.back);
+    if (source->channels) {
+        std::printf("  round-trip error per channel, max and mean:");
+        printErrors(r, source->channels);
+    }
+    if (!out.empty()) {
+        Image result{image.width, image.height, r.converted};
+        error = dest->space == ClrSpaceRgb ? quvclr_tool::writePpm(out, result) : quvclr_tool::writeRaw(out, r.converted);
+        if (!error.empty()) {
+            std::fprintf(stderr, "quvclr convert: %s\n", error.c_str());
+            return 1;
+        }
+        std::printf("  wrote %s\n", out.c_str());
+    }
+    return r.forward == CLR_SUCCESS ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) return chartTour();
+    const std::string verb = argv[1];
+    if (verb == "convert") return convert(argc - 2, argv + 2);
+    if (verb == "spaces") return listSpaces();
+    if (verb == "--help" || verb == "-h" || verb == "help") {
+        usage();
+        return 0;
+    }
+    std::fprintf(stderr, "quvclr: unknown verb %s\n", verb.c_str());
+    usage();
+    return 2;
+}
