@@ -296,21 +296,6 @@ TEST(ClrConvertDirectHub, Rgb444DestinationLeavesTheDestinationUntouched) {
 
 // ---- the byte swap ----
 
-TEST(ByteSwap, FastPathGivesTheScalarBytes) {
-    if (!quv::kernels::cpuHasSsse3()) GTEST_SKIP() << "no SSSE3";
-    for (size_t pixels : {0, 1, 5, 6, 7, 11, 15, 16, 31, 1920, 1921}) {
-        const auto src = randomBytes(3 * pixels + 1, uint32_t(pixels));
-        std::vector<uint8_t> a(src.size(), 1), b(src.size(), 1);
-        quv::kernels::swapRunScalar(src.data(), a.data(), pixels);
-        quv::kernels::swapRunSsse3(src.data(), b.data(), pixels);
-        EXPECT_EQ(a, b) << pixels;
-        auto inPlace = src;
-        quv::kernels::swapRunSsse3(inPlace.data(), inPlace.data(), pixels);
-        a.back() = src.back();
-        EXPECT_EQ(inPlace, a) << pixels << " in place";
-    }
-}
-
 TEST(ByteSwap, PadsAndOverlappingBuffersFollowThePixelOrder) {
     // Source rows 2 pixels + 1 pad byte, destination the same buffer shifted
     // by one pixel: each pixel is read before it is overwritten.

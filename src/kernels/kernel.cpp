@@ -1,8 +1,29 @@
 #include "kernels/kernel.h"
 
+#include <atomic>
 #include <cstdlib>
 
 namespace quv::kernels {
+namespace {
+
+KernelIsa detectIsa() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") ? KernelIsa::Avx2 : KernelIsa::Baseline;
+}
+
+std::atomic<KernelIsa> g_isa{detectIsa()};
+
+}  // namespace
+
+KernelIsa kernelIsa() { return g_isa.load(std::memory_order_relaxed); }
+
+namespace testing {
+void forceKernelIsa(KernelIsa isa) {
+    if (isa == KernelIsa::Avx2 && detectIsa() != KernelIsa::Avx2) return;
+    g_isa.store(isa, std::memory_order_relaxed);
+}
+void resetKernelIsa() { g_isa.store(detectIsa(), std::memory_order_relaxed); }
+}  // namespace testing
 
 uint64_t walkExtent(int64_t rowBytes, int32_t pad, int32_t height) {
     if (height < 1) return 0;

@@ -1,0 +1,201 @@
+// Conversion speed on a 1920 x 1080 image, each kernel beside memcpy of the
+// same bytes (the physical limit) and the byte swap beside libyuv's, in one
+// run. The ratios are printed after the table.
+#include "platform/probe.h"
+
+#include <quvclr/quvclr.h>
+
+#include <benchmark/benchmark.h>
+#include <libyuv.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kWidth = 1920;
+constexpr int kHeight = 1080;
+constexpr size_t kPixels = size_t{kWidth} * kHeight;
+
+std::vector<uint8_t> randomImage(size_t bytes) {
+    std::vector<uint8_t> v(bytes);
+    uint32_t seed = 1;
+    for (auto& b : v) b = static_cast<uint8_t>((seed = seed * 1664525u + 1013904223u) >> 24);
+    return v;
+}
+
+struct Images {
+    std::vector<uint8_t> src = randomImage(3 * kPixels);
+    std::vector<uint8_t> dst = std::vector<uint8_t>(3 * kPixels);
+};
+Images& images() {
+    static Images im;
+    return im;
+}
+
+void setRates(benchmark::State& state, int64_t pixelsPerIteration, int64_t bytesPerPixel) {
+    state.SetItemsProcessed(state.iterations() * pixelsPerIteration);
+    state.SetBytesProcessed(state.iterations() * pixelsPerIteration * bytesPerPixel);
+}
+
+void Memcpy(benchmark::State& state) {
+    Images& im = images();
+    for (auto _ : state) {
+        std::memcpy(im.dst.data(), im.src.data(), im.src.size());
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+void SameSpaceCopy(benchmark::State& state) {
+    Images& im = images();
+    ClrHandle* h = nullptr;
+    Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceRgb, nullptr);
+    for (auto _ : state) {
+        if (Quv_ClrConvert(h, im.src.data(), im.dst.data(), kWidth, kHeight, 0, 0) != CLR_SUCCESS)
+            state.SkipWithError("convert failed");
+        benchmark::ClobberMemory();
+    }
+    Quv_ClrFree(h);
+    setRates(state, kPixels, 3);
+}
+
+void ByteSwap(benchmark::State& state) {
+    Images& im = images();
+    for (auto _ : state) {
+        if (Quv_ClrConvertDirect(ClrSpaceRgb, ClrSpaceBgr, im.src.data(), im.dst.data(), kWidth, kHeight, 0, 0) !=
+            CLR_SUCCESS)
+            state.SkipWithError("convert failed");
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+void LibyuvRawToRgb24(benchmark::State& state) {
+    Images& im = images();
+    for (auto _ : state) {
+        libyuv::RAWToRGB24(im.src.data(), 3 * kWidth, im.dst.data(), 3 * kWidth, kWidth, kHeight);
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+void Kernel(benchmark::State& state, ClrSpace from, ClrSpace to) {
+    Images& im = images();
+    // Inverse kernels read the forward kernel's output, so HLS sees valid pixels.
+    std::vector<uint8_t> input = im.src;
+    if (from != ClrSpaceRgb)
+        Quv_ClrConvertDirect(ClrSpaceRgb, from, im.src.data(), input.data(), kWidth, kHeight, 0, 0);
+    for (auto _ : state) {
+        if (Quv_ClrConvertDirect(from, to, input.data(), im.dst.data(), kWidth, kHeight, 0, 0) != CLR_SUCCESS)
+            state.SkipWithError("convert failed");
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+// One 1920-pixel row through a handle, and the memory proofs such a call
+// makes (handle, source, destination), each asked of a fresh probe as a call
+// does.
+void OneRowConvert(benchmark::State& state) {
+    Images& im = images();
+    ClrHandle* h = nullptr;
+    Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    for (auto _ : state) {
+        Quv_ClrConvert(h, im.src.data(), im.dst.data(), kWidth, 1, 0, 0);
+        benchmark::ClobberMemory();
+    }
+    Quv_ClrFree(h);
+    setRates(state, kWidth, 3);
+}
+
+void OneRowProbes(benchmark::State& state) {
+    Images& im = images();
+    ClrHandle* h = nullptr;
+    Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    for (auto _ : state) {
+        quv::MemoryProbe probe;
+        bool ok = probe.readable(h, CLR_HANDLE_SIZE) && probe.readable(im.src.data(), 3 * kWidth) &&
+                  probe.writable(im.dst.data(), 3 * kWidth);
+        benchmark::DoNotOptimize(ok);
+    }
+    Quv_ClrFree(h);
+}
+
+// Records each result and prints the ratios the figures are judged by,
+// from the median of the repetitions.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& r : runs) {
+            if (r.run_type == Run::RT_Iteration) samples_[r.run_name.str()].push_back(r.GetAdjustedRealTime());
+            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
+                medians_[r.run_name.str()] = r.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    void Finalize() override {
+        ConsoleReporter::Finalize();
+        for (auto& [name, times] : samples_) {
+            std::sort(times.begin(), times.end());
+            seconds_[name] = times[times.size() / 2];
+        }
+        for (const auto& [name, t] : medians_) seconds_[name] = t;
+        std::printf("\nratios (higher is better for throughput, lower for cost)\n");
+        ratio("same-space copy / memcpy (throughput, target >= 0.9)", "Memcpy", "SameSpaceCopy");
+        ratio("byte swap / libyuv RAWToRGB24 (throughput, target >= 0.8)", "LibyuvRawToRgb24", "ByteSwap");
+        ratio("probes / one-row convert (cost, target <= 0.10)", "OneRowProbes", "OneRowConvert");
+        for (const auto& [name, t] : seconds_)
+            if (name.rfind("Kernel/", 0) == 0) ratio((name.substr(7) + " / memcpy (throughput)").c_str(), "Memcpy", name);
+    }
+
+private:
+    // Time of a over time of b: b's throughput relative to a's, or a's cost
+    // relative to b's.
+    void ratio(const char* label, const std::string& a, const std::string& b) {
+        if (!seconds_.count(a) || !seconds_.count(b)) return;
+        std::printf("  %-60s %7.3f\n", label, seconds_[a] / seconds_[b]);
+    }
+    std::map<std::string, std::vector<double>> samples_;
+    std::map<std::string, double> medians_;
+    std::map<std::string, double> seconds_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::RegisterBenchmark("Memcpy", Memcpy);
+    benchmark::RegisterBenchmark("SameSpaceCopy", SameSpaceCopy);
+    benchmark::RegisterBenchmark("LibyuvRawToRgb24", LibyuvRawToRgb24);
+    benchmark::RegisterBenchmark("ByteSwap", ByteSwap);
+    benchmark::RegisterBenchmark("OneRowConvert", OneRowConvert);
+    benchmark::RegisterBenchmark("OneRowProbes", OneRowProbes);
+    const struct {
+        const char* name;
+        ClrSpace space;
+    } spaces[] = {{"yuv", ClrSpaceYuv},     {"yiq", ClrSpaceYiq}, {"ycbcr", ClrSpaceYcbcr}, {"xyz", ClrSpaceXyz},
+                  {"hsv", ClrSpaceHsv},     {"hls", ClrSpaceHls}, {"hsi", ClrSpaceHsi}};
+    for (const auto& s : spaces) {
+        const ClrSpace space = s.space;
+        benchmark::RegisterBenchmark((std::string("Kernel/rgb_to_") + s.name).c_str(),
+                                     [space](benchmark::State& st) { Kernel(st, ClrSpaceRgb, space); });
+        benchmark::RegisterBenchmark((std::string("Kernel/") + s.name + "_to_rgb").c_str(),
+                                     [space](benchmark::State& st) { Kernel(st, space, ClrSpaceRgb); });
+    }
+    // Five repetitions unless the command line says otherwise.
+    std::vector<char*> args(argv, argv + argc);
+    std::string repetitions = "--benchmark_repetitions=5";
+    bool given = false;
+    for (char* a : args) given = given || std::strncmp(a, "--benchmark_repetitions", 23) == 0;
+    if (!given) args.push_back(repetitions.data());
+    int count = static_cast<int>(args.size());
+    benchmark::Initialize(&count, args.data());
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}
