@@ -6,6 +6,9 @@ int main(void) {
     ClrWhitePoint white = {50, 0.3457, 0.3585};
     params.size = CLR_PARAMS_SIZE;
     params.whitePoint = &white;
+    QuvBitmap bitmap = {0};
+    bitmap.size = QUV_BITMAP_SIZE;
+    if (bitmap.size != sizeof bitmap) return 1;
     return (int)(sizeof params + sizeof(ClrProfileBlock) + sizeof(ClrYuvParams) + sizeof(ClrLabParams) +
                  sizeof(ClrCmykParams)) == 1652 + 20 + 48 + 32 + 12 ? 0 : 1;
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 using quvtest::fromSpace;
 using quvtest::Pixel;
 using quvtest::toSpace;
@@ -25,6 +27,16 @@ TEST_P(HueKnownValues, ForwardAndInverseGiveTheListedBytes) {
     EXPECT_EQ(fromSpace(k.space, k.encoded), k.decoded);
 }
 
+void PrintTo(const Known& k, std::ostream* os) {
+    *os << "space " << k.space << ", rgb " << int(k.rgb[0]) << ' ' << int(k.rgb[1]) << ' ' << int(k.rgb[2]);
+}
+
+std::string knownName(const testing::TestParamInfo<Known>& info) {
+    const Known& k = info.param;
+    return "space" + std::to_string(k.space) + "_rgb_" + std::to_string(k.rgb[0]) + "_" + std::to_string(k.rgb[1]) +
+           "_" + std::to_string(k.rgb[2]);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Listed, HueKnownValues,
     testing::Values(Known{ClrSpaceHsv, {255, 0, 0}, {0, 255, 255}, {255, 0, 0}},
@@ -44,7 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Known{ClrSpaceHsi, {0, 0, 0}, {0, 255, 0}, {0, 0, 0}},
                     // The large shifts of saturated colours are part of HSI.
                     Known{ClrSpaceHsi, {255, 0, 0}, {85, 56, 255}, {154, 101, 0}},
-                    Known{ClrSpaceHsi, {0, 255, 0}, {85, 200, 255}, {238, 0, 17}}));
+                    Known{ClrSpaceHsi, {0, 255, 0}, {85, 200, 255}, {238, 0, 17}}),
+    knownName);
 
 TEST(HlsInverse, SaturationZeroWithAHueStopsTheConversion) {
     ClrStatus status = 0;

@@ -58,13 +58,16 @@ TEST(KernelIsa, PaddedRowsAndInPlaceAgreeToo) {
         std::vector<uint8_t> fast(src.size(), 0), reference(src.size(), 0);
         kt::forceKernelIsa(KernelIsa::Avx2);
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, src.data(), fast.data(), w, h, pad, pad), 1);
+        // In place with a wider destination pad: the walk needs room for it.
         auto inPlace = src;
+        inPlace.resize((3 * w + pad + 1) * h);
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, inPlace.data(), inPlace.data(), w, h, pad, pad + 1),
                   CLR_SUCCESS);
         kt::forceKernelIsa(KernelIsa::Baseline);
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, src.data(), reference.data(), w, h, pad, pad), 1);
         EXPECT_EQ(fast, reference) << space;
         auto inPlaceReference = src;
+        inPlaceReference.resize(inPlace.size());
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, inPlaceReference.data(), inPlaceReference.data(), w, h,
                                        pad, pad + 1),
                   CLR_SUCCESS);

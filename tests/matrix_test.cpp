@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 using quvtest::fromSpace;
 using quvtest::Pixel;
 using quvtest::toSpace;
@@ -27,6 +29,16 @@ TEST_P(MatrixKnownValues, ForwardAndInverseGiveTheListedBytes) {
 
 const uint8_t kMinus41 = static_cast<uint8_t>(-41);
 
+void PrintTo(const Known& k, std::ostream* os) {
+    *os << "space " << k.space << ", rgb " << int(k.rgb[0]) << ' ' << int(k.rgb[1]) << ' ' << int(k.rgb[2]);
+}
+
+std::string knownName(const testing::TestParamInfo<Known>& info) {
+    const Known& k = info.param;
+    return "space" + std::to_string(k.space) + "_rgb_" + std::to_string(k.rgb[0]) + "_" + std::to_string(k.rgb[1]) +
+           "_" + std::to_string(k.rgb[2]);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Listed, MatrixKnownValues,
     testing::Values(Known{ClrSpaceYuv, {0, 0, 0}, {0, 128, 128}, {0, 0, 0}},
@@ -39,7 +51,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Known{ClrSpaceXyz, {255, 255, 255}, {219, 242, 249}, {254, 254, 255}},
                     Known{ClrSpaceYcbcr, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
                     Known{ClrSpaceYcbcr, {255, 255, 255}, {255, 0, 0}, {255, 255, 255}},
-                    Known{ClrSpaceYcbcr, {200, 100, 50}, {124, kMinus41, 54}, {199, 99, 51}}));
+                    Known{ClrSpaceYcbcr, {200, 100, 50}, {124, kMinus41, 54}, {199, 99, 51}}),
+    knownName);
 
 TEST(MatrixKernels, PureRedSaturatesYcbcrChromaAt127) {
     // The formula gives 127.5 for Cr; the clamp holds it at 127.

@@ -5,5 +5,6 @@
 #include "common.h"
 #include "status.h"
 #include "conversion.h"
+#include "bitmap.h"
 
 #endif

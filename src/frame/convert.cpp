@@ -140,7 +140,11 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
     if (width < 1 || height < 1) return CLR_INVALID_DIMENSION;
     if (sourceAlign < 0 || destAlign < 0) return CLR_INVALID_PARAMETER;
     MemoryProbe probe;
-    if (!probe.readable(handle, CLR_HANDLE_SIZE)) return CLR_BAD_POINTER;
+    // A registered handle is memory this library holds, readable by
+    // construction: only an unlisted pointer needs proving. The statuses
+    // come out as if the proof came first, since a listed handle passes it.
+    const bool registered = registryHolds(handle);
+    if (!registered && !probe.readable(handle, CLR_HANDLE_SIZE)) return CLR_BAD_POINTER;
 
     const ClrHandle& h = *handle;
     uint64_t srcStride = kernels::rowBytes(h.sourceSpace, width);
@@ -152,7 +156,7 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
     }
     const auto rows = static_cast<uint64_t>(height);
     if (!probe.readable(source, srcStride * rows) || !probe.writable(dest, dstStride * rows)) return CLR_BAD_POINTER;
-    if (!registryHolds(handle)) return CLR_INVALID_HANDLE;
+    if (!registered) return CLR_INVALID_HANDLE;
 
     const bool sameSpace = h.sourceSpace == h.destSpace;
     if (source == dest && sameSpace && sourceAlign != destAlign) return CLR_SAME_BUFFER;
