@@ -4,59 +4,34 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 using quvtest::fromSpace;
+using quvtest::KnownConversion;
+using quvtest::knownName;
 using quvtest::Pixel;
 using quvtest::toSpace;
 
 namespace {
 
-struct Known {
-    ClrSpace space;
-    Pixel rgb;
-    Pixel encoded;
-    Pixel decoded;
-};
-
-class HueKnownValues : public testing::TestWithParam<Known> {};
-
-TEST_P(HueKnownValues, ForwardAndInverseGiveTheListedBytes) {
-    const Known& k = GetParam();
-    EXPECT_EQ(toSpace(k.space, k.rgb), k.encoded);
-    EXPECT_EQ(fromSpace(k.space, k.encoded), k.decoded);
-}
-
-void PrintTo(const Known& k, std::ostream* os) {
-    *os << "space " << k.space << ", rgb " << int(k.rgb[0]) << ' ' << int(k.rgb[1]) << ' ' << int(k.rgb[2]);
-}
-
-std::string knownName(const testing::TestParamInfo<Known>& info) {
-    const Known& k = info.param;
-    return "space" + std::to_string(k.space) + "_rgb_" + std::to_string(k.rgb[0]) + "_" + std::to_string(k.rgb[1]) +
-           "_" + std::to_string(k.rgb[2]);
-}
-
 INSTANTIATE_TEST_SUITE_P(
-    Listed, HueKnownValues,
-    testing::Values(Known{ClrSpaceHsv, {255, 0, 0}, {0, 255, 255}, {255, 0, 0}},
-                    Known{ClrSpaceHsv, {0, 255, 0}, {85, 255, 255}, {0, 255, 0}},
-                    Known{ClrSpaceHsv, {0, 0, 255}, {170, 255, 255}, {0, 0, 255}},
-                    Known{ClrSpaceHsv, {200, 100, 50}, {14, 191, 200}, {200, 98, 51}},
-                    Known{ClrSpaceHls, {255, 0, 0}, {0, 128, 255}, {255, 1, 1}},
-                    Known{ClrSpaceHls, {200, 100, 50}, {14, 125, 153}, {200, 100, 50}},
-                    Known{ClrSpaceHls, {255, 255, 255}, {0, 255, 0}, {255, 255, 255}},
-                    Known{ClrSpaceHls, {128, 128, 128}, {0, 128, 0}, {128, 128, 128}},
+    Hue, ListedValues,
+    testing::Values(KnownConversion{ClrSpaceHsv, {255, 0, 0}, {0, 255, 255}, {255, 0, 0}},
+                    KnownConversion{ClrSpaceHsv, {0, 255, 0}, {85, 255, 255}, {0, 255, 0}},
+                    KnownConversion{ClrSpaceHsv, {0, 0, 255}, {170, 255, 255}, {0, 0, 255}},
+                    KnownConversion{ClrSpaceHsv, {200, 100, 50}, {14, 191, 200}, {200, 98, 51}},
+                    KnownConversion{ClrSpaceHls, {255, 0, 0}, {0, 128, 255}, {255, 1, 1}},
+                    KnownConversion{ClrSpaceHls, {200, 100, 50}, {14, 125, 153}, {200, 100, 50}},
+                    KnownConversion{ClrSpaceHls, {255, 255, 255}, {0, 255, 0}, {255, 255, 255}},
+                    KnownConversion{ClrSpaceHls, {128, 128, 128}, {0, 128, 0}, {128, 128, 128}},
                     // Hue 127 falls in the descending ramp, whose value for green
                     // passes 255 and keeps its low byte: cyan comes back blue.
-                    Known{ClrSpaceHls, {0, 250, 250}, {127, 125, 255}, {0, 0, 250}},
+                    KnownConversion{ClrSpaceHls, {0, 250, 250}, {127, 125, 255}, {0, 0, 250}},
                     // HSI: den is 0 on greys, the hue is 0 and complemented.
-                    Known{ClrSpaceHsi, {255, 255, 255}, {255, 255, 0}, {255, 255, 255}},
-                    Known{ClrSpaceHsi, {128, 128, 128}, {128, 255, 0}, {128, 128, 128}},
-                    Known{ClrSpaceHsi, {0, 0, 0}, {0, 255, 0}, {0, 0, 0}},
+                    KnownConversion{ClrSpaceHsi, {255, 255, 255}, {255, 255, 0}, {255, 255, 255}},
+                    KnownConversion{ClrSpaceHsi, {128, 128, 128}, {128, 255, 0}, {128, 128, 128}},
+                    KnownConversion{ClrSpaceHsi, {0, 0, 0}, {0, 255, 0}, {0, 0, 0}},
                     // The large shifts of saturated colours are part of HSI.
-                    Known{ClrSpaceHsi, {255, 0, 0}, {85, 56, 255}, {154, 101, 0}},
-                    Known{ClrSpaceHsi, {0, 255, 0}, {85, 200, 255}, {238, 0, 17}}),
+                    KnownConversion{ClrSpaceHsi, {255, 0, 0}, {85, 56, 255}, {154, 101, 0}},
+                    KnownConversion{ClrSpaceHsi, {0, 255, 0}, {85, 200, 255}, {238, 0, 17}}),
     knownName);
 
 TEST(HlsInverse, SaturationZeroWithAHueStopsTheConversion) {

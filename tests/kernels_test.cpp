@@ -11,6 +11,12 @@ namespace {
 using quv::kernels::KernelIsa;
 namespace kt = quv::kernels::testing;
 
+TEST_P(ListedValues, ForwardAndInverseGiveTheListedBytes) {
+    const quvtest::KnownConversion& k = GetParam();
+    EXPECT_EQ(quvtest::toSpace(k.space, k.rgb), k.encoded);
+    EXPECT_EQ(quvtest::fromSpace(k.space, k.encoded), k.decoded);
+}
+
 struct IsaReset {
     ~IsaReset() { kt::resetKernelIsa(); }
 };

@@ -4,54 +4,29 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 using quvtest::fromSpace;
+using quvtest::KnownConversion;
+using quvtest::knownName;
 using quvtest::Pixel;
 using quvtest::toSpace;
 
 namespace {
 
-struct Known {
-    ClrSpace space;
-    Pixel rgb;
-    Pixel encoded;
-    Pixel decoded;
-};
-
-class MatrixKnownValues : public testing::TestWithParam<Known> {};
-
-TEST_P(MatrixKnownValues, ForwardAndInverseGiveTheListedBytes) {
-    const Known& k = GetParam();
-    EXPECT_EQ(toSpace(k.space, k.rgb), k.encoded);
-    EXPECT_EQ(fromSpace(k.space, k.encoded), k.decoded);
-}
-
 const uint8_t kMinus41 = static_cast<uint8_t>(-41);
 
-void PrintTo(const Known& k, std::ostream* os) {
-    *os << "space " << k.space << ", rgb " << int(k.rgb[0]) << ' ' << int(k.rgb[1]) << ' ' << int(k.rgb[2]);
-}
-
-std::string knownName(const testing::TestParamInfo<Known>& info) {
-    const Known& k = info.param;
-    return "space" + std::to_string(k.space) + "_rgb_" + std::to_string(k.rgb[0]) + "_" + std::to_string(k.rgb[1]) +
-           "_" + std::to_string(k.rgb[2]);
-}
-
 INSTANTIATE_TEST_SUITE_P(
-    Listed, MatrixKnownValues,
-    testing::Values(Known{ClrSpaceYuv, {0, 0, 0}, {0, 128, 128}, {0, 0, 0}},
+    Matrix, ListedValues,
+    testing::Values(KnownConversion{ClrSpaceYuv, {0, 0, 0}, {0, 128, 128}, {0, 0, 0}},
                     // The inverse does not return white: the blue loss is part of it.
-                    Known{ClrSpaceYuv, {255, 255, 255}, {255, 128, 128}, {255, 255, 252}},
-                    Known{ClrSpaceYuv, {200, 100, 50}, {124, 87, 190}, {199, 100, 50}},
-                    Known{ClrSpaceYiq, {0, 0, 0}, {0, 128, 128}, {0, 0, 0}},
-                    Known{ClrSpaceYiq, {255, 255, 255}, {247, 128, 128}, {254, 254, 254}},
-                    Known{ClrSpaceXyz, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
-                    Known{ClrSpaceXyz, {255, 255, 255}, {219, 242, 249}, {254, 254, 255}},
-                    Known{ClrSpaceYcbcr, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
-                    Known{ClrSpaceYcbcr, {255, 255, 255}, {255, 0, 0}, {255, 255, 255}},
-                    Known{ClrSpaceYcbcr, {200, 100, 50}, {124, kMinus41, 54}, {199, 99, 51}}),
+                    KnownConversion{ClrSpaceYuv, {255, 255, 255}, {255, 128, 128}, {255, 255, 252}},
+                    KnownConversion{ClrSpaceYuv, {200, 100, 50}, {124, 87, 190}, {199, 100, 50}},
+                    KnownConversion{ClrSpaceYiq, {0, 0, 0}, {0, 128, 128}, {0, 0, 0}},
+                    KnownConversion{ClrSpaceYiq, {255, 255, 255}, {247, 128, 128}, {254, 254, 254}},
+                    KnownConversion{ClrSpaceXyz, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
+                    KnownConversion{ClrSpaceXyz, {255, 255, 255}, {219, 242, 249}, {254, 254, 255}},
+                    KnownConversion{ClrSpaceYcbcr, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}},
+                    KnownConversion{ClrSpaceYcbcr, {255, 255, 255}, {255, 0, 0}, {255, 255, 255}},
+                    KnownConversion{ClrSpaceYcbcr, {200, 100, 50}, {124, kMinus41, 54}, {199, 99, 51}}),
     knownName);
 
 TEST(MatrixKernels, PureRedSaturatesYcbcrChromaAt127) {

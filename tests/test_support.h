@@ -4,9 +4,13 @@
 
 #include <quvclr/quvclr.h>
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <ostream>
+#include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -25,6 +29,26 @@ inline Pixel convert1(ClrSpace from, ClrSpace to, Pixel in, ClrStatus* status = 
 
 inline Pixel toSpace(ClrSpace space, Pixel rgb) { return convert1(ClrSpaceRgb, space, rgb); }
 inline Pixel fromSpace(ClrSpace space, Pixel value) { return convert1(space, ClrSpaceRgb, value); }
+
+// A pixel a kernel is known to encode and decode to given bytes. The suite
+// ListedValues (kernels_test.cpp) checks both directions; each kernel
+// family's test file instantiates it with its own values.
+struct KnownConversion {
+    ClrSpace space;
+    Pixel rgb;
+    Pixel encoded;
+    Pixel decoded;
+};
+
+inline void PrintTo(const KnownConversion& k, std::ostream* os) {
+    *os << "space " << k.space << ", rgb " << int(k.rgb[0]) << ' ' << int(k.rgb[1]) << ' ' << int(k.rgb[2]);
+}
+
+inline std::string knownName(const testing::TestParamInfo<KnownConversion>& info) {
+    const KnownConversion& k = info.param;
+    return "space" + std::to_string(k.space) + "_rgb_" + std::to_string(k.rgb[0]) + "_" + std::to_string(k.rgb[1]) +
+           "_" + std::to_string(k.rgb[2]);
+}
 
 // Whole pages mapped with one protection, optionally followed by a guard
 // page that is not mapped at all.
@@ -63,3 +87,6 @@ inline std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
 }
 
 }  // namespace quvtest
+
+// Outside the namespace: the test macros paste the suite name into others.
+class ListedValues : public testing::TestWithParam<quvtest::KnownConversion> {};
