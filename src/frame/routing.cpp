@@ -1,6 +1,10 @@
 #include "frame/routing.h"
 
+#include "frame/handle.h"
+#include "icc/run.h"
 #include "kernels/hue.h"
+#include "kernels/ink.h"
+#include "kernels/lab.h"
 #include "kernels/matrix.h"
 
 #include <array>
@@ -13,12 +17,52 @@ ClrStatus plain(const RouteCall& c) {
     return K(c.io, c.orderFlag);
 }
 
+int32_t gcrLevel(const ClrHandle* h) {
+    return h && h->cmykParams ? h->cmykParams->gcrLevel : kernels::kDefaultGcrLevel;
+}
+
+ClrStatus toCmyk(const RouteCall& c) { return kernels::rgbToCmyk(c.io, gcrLevel(c.handle), c.orderFlag); }
+ClrStatus fromCmyk(const RouteCall& c) { return kernels::cmykToRgb(c.io, gcrLevel(c.handle), c.orderFlag); }
+
+kernels::YcckContext ycckContext(const ClrHandle* h) {
+    if (!h) return {false, 0, nullptr, nullptr, nullptr};
+    return {true, h->activeMethod, h->ycckTable, h->iccTransform, icc::runTransformPixels};
+}
+
+// A handle made with Lab ranges has fixed-point tables; the encode kernel
+// then reads B, G, R whatever the source layout.
+ClrStatus toLab(const RouteCall& c) {
+    if (c.handle && c.handle->labToTable)
+        return kernels::rgbToLabFixed(*static_cast<const kernels::LabEncodeTables*>(c.handle->labToTable), c.io, 0);
+    return kernels::rgbToLab(c.io, c.orderFlag);
+}
+ClrStatus fromLab(const RouteCall& c) {
+    if (c.handle && c.handle->labFromTable)
+        return kernels::labToRgbFixed(*static_cast<const kernels::LabDecodeTables*>(c.handle->labFromTable), c.io,
+                                      c.orderFlag);
+    return kernels::labToRgb(c.io, c.orderFlag);
+}
+
+// Without a handle the YCCK kernels report success whatever they found.
+ClrStatus toYcck(const RouteCall& c) {
+    ClrStatus s = kernels::rgbToYcck(c.io, ycckContext(c.handle));
+    return c.handle ? s : CLR_SUCCESS;
+}
+ClrStatus fromYcck(const RouteCall& c) {
+    ClrStatus s = kernels::ycckToRgb(c.io, ycckContext(c.handle), c.orderFlag);
+    return c.handle ? s : CLR_SUCCESS;
+}
+
 constexpr std::array kRoutes{
     SpaceRoute{ClrSpaceYuv, plain<kernels::rgbToYuv>, plain<kernels::yuvToRgb>},
+    SpaceRoute{ClrSpaceCmyk, toCmyk, fromCmyk},
     SpaceRoute{ClrSpaceHsv, plain<kernels::rgbToHsv>, plain<kernels::hsvToRgb>},
     SpaceRoute{ClrSpaceHls, plain<kernels::rgbToHls>, plain<kernels::hlsToRgb>},
     SpaceRoute{ClrSpaceYiq, plain<kernels::rgbToYiq>, plain<kernels::yiqToRgb>},
+    SpaceRoute{ClrSpaceCmy, plain<kernels::rgbToCmy>, plain<kernels::cmyToRgb>},
+    SpaceRoute{ClrSpaceLab, toLab, fromLab},
     SpaceRoute{ClrSpaceXyz, plain<kernels::rgbToXyz>, plain<kernels::xyzToRgb>},
+    SpaceRoute{ClrSpaceYcck, toYcck, fromYcck},
     SpaceRoute{ClrSpaceYcbcr, plain<kernels::rgbToYcbcr>, plain<kernels::ycbcrToRgb>},
     SpaceRoute{ClrSpaceHsi, plain<kernels::rgbToHsi>, plain<kernels::hsiToRgb>},
 };

@@ -1,8 +1,12 @@
 #include "kernels/ink.h"
 
-#include "kernels/kernel.h"
+#include "platform/memory.h"
+#include "platform/scope_guard.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <quvclr/conversion.h>
 
 namespace quv::kernels {
 namespace {
@@ -47,5 +51,202 @@ void buildGrayGammaTable() {
         g_grayGamma[i] = static_cast<uint16_t>(truncToInt(std::pow(i / 255.0, 2.0) * 256.0));
 }
 const uint16_t* grayGammaTable() { return g_grayGamma; }
+
+ClrStatus rgbToCmy(const KernelIo& io, int orderFlag) {
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
+            const uint8_t r = s[R], g = s[1], b = s[B];
+            d[0] = static_cast<uint8_t>(255 - r);
+            d[1] = static_cast<uint8_t>(255 - g);
+            d[2] = static_cast<uint8_t>(255 - b);
+        });
+    });
+}
+
+ClrStatus cmyToRgb(const KernelIo& io, int orderFlag) {
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
+            const uint8_t c = s[0], m = s[1], y = s[2];
+            d[R] = static_cast<uint8_t>(255 - c);
+            d[1] = static_cast<uint8_t>(255 - m);
+            d[B] = static_cast<uint8_t>(255 - y);
+        });
+    });
+}
+
+// Black takes a share g of the darkness k = 255 - max; the coloured inks give
+// up t, which the fifth power of g keeps at 0 for any level much below 1000.
+ClrStatus rgbToCmyk(const KernelIo& io, int32_t gcrLevel, int orderFlag) {
+    const double g = gcrLevel / 1000.0;
+    const double p = std::pow(g, 5.0);
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 4>(io, [g, p](const uint8_t* s, uint8_t* d) {
+            const int32_t r = s[R], gr = s[1], b = s[B];
+            const int32_t k = 255 - std::max({r, gr, b});
+            const int32_t lo = std::min({r, gr, b});
+            const int32_t t = truncToInt(std::pow((k + lo) / 255.0, 2.0) * ((k / 255.0) * p) * 255.0);
+            d[0] = static_cast<uint8_t>(255 - r - t);
+            d[1] = static_cast<uint8_t>(255 - gr - t);
+            d[2] = static_cast<uint8_t>(255 - b - t);
+            d[3] = static_cast<uint8_t>(truncToInt(k * g));
+        });
+    });
+}
+
+// The inverse weighs K by the fourth power of the level (the forward kernel
+// uses the fifth), so below 250 K is ignored and at 1000 it is not scaled
+// back down.
+ClrStatus cmykToRgb(const KernelIo& io, int32_t gcrLevel, int orderFlag) {
+    const double g = gcrLevel / 1000.0;
+    const auto w = static_cast<uint32_t>(static_cast<int32_t>(static_cast<int16_t>(truncToInt(std::pow(g, 4.0) * 256.0))));
+    const uint16_t* gamma = grayGammaTable();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<4, 3>(io, [w, gamma](const uint8_t* s, uint8_t* d) {
+            const uint32_t c = s[0], m = s[1], y = s[2], k = s[3];
+            const uint32_t hi = std::max({c, m, y});
+            const uint32_t lo = std::min({c, m, y});
+            const uint32_t x = ((gamma[lo - hi + 255] * k) >> 8) * w;
+            const uint32_t t = std::min(255 - hi, x);
+            d[R] = static_cast<uint8_t>(255 - t - c);
+            d[1] = static_cast<uint8_t>(255 - t - m);
+            d[B] = static_cast<uint8_t>(255 - t - y);
+        });
+    });
+}
+
+void ycckPixelToCmyk(const YcckTables& t, const uint8_t* s, uint8_t* d) {
+    const int32_t y = s[0], cb = s[1], cr = s[2];
+    const uint8_t* limit = t.rangeLimit();
+    d[0] = limit[255 - t.crToR[cr] - y];
+    d[1] = limit[255 - ((t.cbToG[cb] + t.crToG[cr]) >> 16) - y];
+    d[2] = limit[255 - t.cbToB[cb] - y];
+}
+
+void cmykPixelToYcck(const YcckTables& t, const uint8_t* s, uint8_t* d) {
+    const int r = 255 - s[0], g = 255 - s[1], b = 255 - s[2];
+    d[0] = static_cast<uint8_t>((t.rToY[r] + t.gToY[g] + t.bToY[b]) >> 16);
+    d[1] = static_cast<uint8_t>((t.rToCb[r] + t.gToCb[g] + t.bToCb[b]) >> 16);
+    d[2] = static_cast<uint8_t>((t.bToCb[r] + t.gToCr[g] + t.bToCr[b]) >> 16);
+}
+
+namespace {
+
+bool usesFormulas(const YcckContext& c) { return !c.handle || c.activeMethod == CLR_METHOD_BUILTIN; }
+
+}  // namespace
+
+ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context) {
+    const int64_t w = io.width > 0 ? io.width : 0;
+    ClrStatus status = proveBuffers(io, 3 * w, 4 * w);
+    if (status != CLR_SUCCESS) return status;
+    if (io.height < 1) return CLR_SUCCESS;
+    const bool formulas = usesFormulas(context);
+    if (!formulas && context.activeMethod != CLR_METHOD_ICC) return CLR_SUCCESS;
+
+    const size_t pixels = static_cast<size_t>(w) * static_cast<size_t>(io.height);
+    auto* cmyk = static_cast<uint8_t*>(quvCalloc(pixels, 4));
+    if (!cmyk) return CLR_NO_MEMORY;
+    ScopeGuard releaseCmyk([cmyk] { quvFree(cmyk); });
+    const int32_t sp = padBytes(io.srcPad), dp = padBytes(io.dstPad);
+
+    if (formulas) {
+        // Naive separation: black is the common part of the three inks.
+        const uint8_t* s = io.src;
+        uint8_t* d = cmyk;
+        for (int32_t y = 0; y < io.height; ++y, s += sp) {
+            for (int64_t x = 0; x < w; ++x, s += 3, d += 4) {
+                int32_t c = 255 - s[0], m = 255 - s[1], ye = 255 - s[2];
+                const int32_t k = std::min({c, m, ye});
+                if (k != 0) c -= k, m -= k, ye -= k;
+                d[0] = static_cast<uint8_t>(c);
+                d[1] = static_cast<uint8_t>(m);
+                d[2] = static_cast<uint8_t>(ye);
+                d[3] = static_cast<uint8_t>(k);
+            }
+        }
+    } else {
+        // Through the handle's transform; without one the status says so and
+        // the (empty) inks are still written.
+        auto* packed = static_cast<uint8_t*>(quvMalloc(pixels, 3));
+        if (!packed) return CLR_NO_MEMORY;
+        ScopeGuard releasePacked([packed] { quvFree(packed); });
+        const uint8_t* s = io.src;
+        for (int32_t y = 0; y < io.height; ++y, s += 3 * w + sp)
+            std::memcpy(packed + static_cast<size_t>(y) * 3 * w, s, static_cast<size_t>(3 * w));
+        if (context.transform && context.runTransform)
+            context.runTransform(context.transform, packed, cmyk, static_cast<uint32_t>(pixels));
+        else
+            status = CLR_INVALID_PARAMETER;
+    }
+
+    const YcckTables& tables = context.handle && context.tables ? *context.tables : processYcckTables();
+    const uint8_t* s = cmyk;
+    uint8_t* d = io.dst;
+    for (int32_t y = 0; y < io.height; ++y, d += dp) {
+        for (int64_t x = 0; x < w; ++x, s += 4, d += 4) {
+            cmykPixelToYcck(tables, s, d);
+            d[3] = s[3];
+        }
+    }
+    return status;
+}
+
+ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFlag) {
+    const int64_t w = io.width > 0 ? io.width : 0;
+    ClrStatus proved = proveBuffers(io, 4 * w, 3 * w);
+    if (proved != CLR_SUCCESS) return proved;
+    if (io.height < 1) return context.handle ? 0 : CLR_SUCCESS;
+
+    const size_t pixels = static_cast<size_t>(w) * static_cast<size_t>(io.height);
+    auto* cmyk = static_cast<uint8_t*>(quvMalloc(pixels, 4));
+    if (!cmyk) return CLR_NO_MEMORY;
+    ScopeGuard releaseCmyk([cmyk] { quvFree(cmyk); });
+    const YcckTables& tables = context.handle && context.tables ? *context.tables : processYcckTables();
+    const int32_t sp = padBytes(io.srcPad), dp = padBytes(io.dstPad);
+    {
+        const uint8_t* s = io.src;
+        uint8_t* d = cmyk;
+        for (int32_t y = 0; y < io.height; ++y, s += sp) {
+            for (int64_t x = 0; x < w; ++x, s += 4, d += 4) {
+                ycckPixelToCmyk(tables, s, d);
+                d[3] = s[3];
+            }
+        }
+    }
+
+    if (usesFormulas(context)) {
+        withOrder(orderFlag, [&](auto order) {
+            constexpr int R = decltype(order)::r, B = decltype(order)::b;
+            const uint8_t* s = cmyk;
+            uint8_t* d = io.dst;
+            for (int32_t y = 0; y < io.height; ++y, d += dp) {
+                for (int64_t x = 0; x < w; ++x, s += 4, d += 3) {
+                    const int32_t k = s[3];
+                    d[R] = static_cast<uint8_t>((255 - k) - s[0] + mulDiv(s[0], k, 255));
+                    d[1] = static_cast<uint8_t>((255 - k) - s[1] + mulDiv(s[1], k, 255));
+                    d[B] = static_cast<uint8_t>((255 - k) - s[2] + mulDiv(s[2], k, 255));
+                }
+            }
+            return 0;
+        });
+        // A handle reports 0 here although the pixels are written.
+        return context.handle ? 0 : CLR_SUCCESS;
+    }
+    if (context.activeMethod != CLR_METHOD_ICC) return 0;
+    if (!context.transform || !context.runTransform) return CLR_INVALID_PARAMETER;
+
+    auto* rgb = static_cast<uint8_t*>(quvMalloc(pixels, 3));
+    if (!rgb) return CLR_NO_MEMORY;
+    ScopeGuard releaseRgb([rgb] { quvFree(rgb); });
+    context.runTransform(context.transform, cmyk, rgb, static_cast<uint32_t>(pixels));
+    uint8_t* d = io.dst;
+    for (int32_t y = 0; y < io.height; ++y, d += 3 * w + dp)
+        std::memcpy(d, rgb + static_cast<size_t>(y) * 3 * w, static_cast<size_t>(3 * w));
+    return CLR_SUCCESS;
+}
 
 }  // namespace quv::kernels

@@ -11,11 +11,15 @@
 namespace quv {
 namespace {
 
+// A path with no UTF-8 form names no file.
 bool narrowPath(const ClrWChar* path, std::string* out) {
-    if (!path) return false;
     bool lossy = false;
-    *out = utf16ToUtf8(std::u16string_view(path, wideLength(path)), &lossy);
-    return !lossy && !out->empty();
+    if (path) *out = utf16ToUtf8(std::u16string_view(path, wideLength(path)), &lossy);
+    if (!path || lossy || out->empty()) {
+        errno = ENOENT;
+        return false;
+    }
+    return true;
 }
 
 int descriptor(QuvFile file) { return static_cast<int>(file); }

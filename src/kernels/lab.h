@@ -1,0 +1,66 @@
+// CIELab. The floating path reads and writes L as L* x 255 / 100 and a, b
+// as signed bytes. The fixed-point path works in 16.16 and 4.28 integers with
+// the caller's encoding of L, a and b, and compresses chroma that falls
+// outside the encoded range. The two paths, and the two directions, differ
+// in white point and rounding; the differences are part of the results.
+#pragma once
+
+#include "kernels/kernel.h"
+
+#include <quvclr/conversion.h>
+
+#include <cstdint>
+
+namespace quv::kernels {
+
+// Lab to RGB in fixed point.
+struct LabDecodeTables {
+    float lBias;
+    double lScale;  // integer-valued; read as 32-bit integers by the kernel
+    double aScale;
+    double bScale;
+    double whiteX, whiteY, whiteZ;
+    double xyzToRgb[9];  // row major
+    int32_t lOffset, lRange, aOffset, aRange, bOffset, bRange;
+    int32_t fixedMatrix[9];
+    int32_t encodeThresholds[255];  // byte i ends where the gamma-encoded value passes entry i
+};
+
+// RGB to Lab in fixed point.
+struct LabEncodeTables {
+    int32_t rgbToXyzTables[9][256];  // R, G, B to X; R, G, B to Y; R, G, B to Z
+    uint16_t cubeRoot[4096];         // CIE f of a 16.16 value, sampled every 16
+    int32_t lMul, aMul, bMul;
+    int32_t aMin, aMax, bMin, bMax;
+    int32_t lBias;
+    double whiteX, whiteY, whiteZ;
+    double rgbToXyz[9];
+    int32_t lOffset, lRange, aOffset, aRange, bOffset, bRange;
+};
+
+// The handle's gamma: 45 means 0.45.
+constexpr int32_t kLabGamma = 45;
+
+// The white point and matrices a handle's records start from at init, and
+// the ones the first Lab update of an existing handle uses instead.
+void initLabDecodeTables(LabDecodeTables& t, const ClrLabParams& ranges);
+void initLabEncodeTables(LabEncodeTables& t, const ClrLabParams& ranges, int32_t gamma);
+void initLabDecodeTablesForUpdate(LabDecodeTables& t);
+// Recomputes everything but white, matrix and ranges.
+void deriveLabDecodeTables(LabDecodeTables& t, int32_t gamma);
+// Fills the encode tables from white, matrix and ranges; stops early, leaving
+// the rest zero, when the a or b range does not straddle neutral.
+void deriveLabEncodeTables(LabEncodeTables& t, int32_t gamma);
+
+ClrStatus rgbToLab(const KernelIo& io, int orderFlag);
+ClrStatus labToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag);
+ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag);
+
+// Fixed-point helpers, exposed for tests.
+int32_t roundFixed(double x, double scale);
+int32_t fixMul16(int32_t p, int32_t q);
+int32_t labFinv(int32_t t);
+int32_t labSearch(const int32_t* thresholds, int32_t v);
+
+}  // namespace quv::kernels
