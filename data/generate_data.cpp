@@ -5,9 +5,8 @@
 //
 // writes OUTPUT_DIRECTORY/embedded_profiles.cpp and
 // OUTPUT_DIRECTORY/emulation_tables.cpp, and the four profiles as .icc files
-// beside them. The same sources and the same lcms2
-// give the same bytes: nothing depends on the time, the machine or the order
-// of threads.
+// beside them. The same sources and the same lcms2 give the same bytes:
+// nothing depends on the time or on the build type, and it runs on one thread.
 #include "press_model.h"
 #include "profiles.h"
 
@@ -60,13 +59,16 @@ Profile open(const Bytes& b) {
 }
 
 Transform transform(void* from, cmsUInt32Number inFormat, void* to, cmsUInt32Number outFormat) {
-    void* t = cmsCreateTransform(from, inFormat, to, outFormat, INTENT_PERCEPTUAL, cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE);
+    void* t = cmsCreateTransform(from, inFormat, to, outFormat, INTENT_PERCEPTUAL,
+                                 cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE);
     if (!t) throw std::runtime_error("lcms2 made no transform");
     return Transform(t);
 }
 
 uint8_t unitByte(double v) { return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 1.0) * 255.0)); }
-uint8_t signedByte(double v) { return static_cast<uint8_t>(static_cast<int8_t>(std::lround(std::clamp(v, -128.0, 127.0)))); }
+uint8_t signedByte(double v) {
+    return static_cast<uint8_t>(static_cast<int8_t>(std::lround(std::clamp(v, -128.0, 127.0))));
+}
 
 // Entries L, a, b at the RGB lattice: L* x 255 / 100, a and b as signed bytes.
 Bytes rgbToLabTable(void* toLab) {

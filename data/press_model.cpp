@@ -191,19 +191,6 @@ double PressModel::effectiveCoverage(int ink, double a) const {
 
 double PressModel::effectiveSlope(int ink, double a) const { return 1.0 + 4.0 * dotGain[ink] * (1.0 - 2.0 * a); }
 
-Vec3 PressModel::reflectance(const double* coverage) const {
-    double eff[4];
-    for (int i = 0; i < inks; ++i) eff[i] = effectiveCoverage(i, coverage[i]);
-    Vec3 s{};
-    for (unsigned mask = 0; mask < (1u << inks); ++mask) {
-        double w = 1.0;
-        for (int i = 0; i < inks; ++i) w *= (mask & (1u << i)) ? eff[i] : 1.0 - eff[i];
-        for (int c = 0; c < 3; ++c) s[c] += w * primaryRoots[mask][c];
-    }
-    for (int c = 0; c < 3; ++c) s[c] = std::pow(s[c], yuleNielsen);
-    return s;
-}
-
 Vec3 PressModel::lab(const double* coverage, double* jacobian) const {
     double eff[4], slope[4];
     for (int i = 0; i < inks; ++i) {
@@ -263,10 +250,6 @@ Vec3 PressModel::lab(const double* coverage, double* jacobian) const {
     }
     return out;
 }
-
-Vec3 PressModel::connect(const Vec3& r) const { return connectWith(r, blackLuminance); }
-
-Vec3 PressModel::reflectanceFor(const Vec3& relative) const { return reflectanceWith(relative, blackLuminance); }
 
 PressModel PressModel::withoutBlack() const {
     PressModel m = *this;

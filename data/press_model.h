@@ -54,12 +54,6 @@ struct PressModel {
     double effectiveCoverage(int ink, double a) const;
     double effectiveSlope(int ink, double a) const;
 
-    // Reflectance relative to the paper, per XYZ channel.
-    Vec3 reflectance(const double* coverage) const;
-    // XYZ relative to the white that a relative reflectance reports, and
-    // back; `relative` must have a positive Y.
-    Vec3 connect(const Vec3& r) const;
-    Vec3 reflectanceFor(const Vec3& relative) const;
     // Lab (D50) as the profile reports it. With `jacobian`, also d(L, a, b)
     // by d(coverage), row-major 3 x inks.
     Vec3 lab(const double* coverage, double* jacobian = nullptr) const;

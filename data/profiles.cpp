@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <memory>
+#include <numbers>
 #include <stdexcept>
 
 namespace quvgen {
@@ -128,9 +128,8 @@ Pipeline latticePipeline(int inputs, int outputs, int grid, const std::vector<ui
         return checked(stage, "curves");
     };
     check(cmsPipelineInsertStage(p.get(), cmsAT_END, curves(inputs, labInput)), "input curves");
-    check(cmsPipelineInsertStage(p.get(), cmsAT_END,
-                                 checked(cmsStageAllocCLut16bit(nullptr, grid, inputs, outputs, table.data()), "lattice")),
-          "lattice");
+    cmsStage* lattice = checked(cmsStageAllocCLut16bit(nullptr, grid, inputs, outputs, table.data()), "lattice");
+    check(cmsPipelineInsertStage(p.get(), cmsAT_END, lattice), "lattice");
     check(cmsPipelineInsertStage(p.get(), cmsAT_END, curves(outputs, false)), "output curves");
     if (eightBit) cmsPipelineSetSaveAs8bitsFlag(p.get(), TRUE);
     return p;
@@ -225,7 +224,7 @@ Bytes buildRgbProfile(RgbMatrix& display) {
     writeText(h.get(), cmsSigViewingCondDescTag, "Reference viewing: 64 lux ambient light of D50 colour");
     // 64 lux falling on a perfect diffuser gives 64 / pi cd/m2; the surround
     // reflects a fifth of it.
-    const double ambient = 64.0 / M_PI;
+    const double ambient = 64.0 / std::numbers::pi;
     const cmsCIEXYZ* d50 = cmsD50_XYZ();
     cmsICCViewingConditions view = {{d50->X * ambient, d50->Y * ambient, d50->Z * ambient},
                                     {d50->X * ambient * 0.2, d50->Y * ambient * 0.2, d50->Z * ambient * 0.2},
@@ -339,8 +338,8 @@ Bytes buildCmyProfile(const PressModel& press) {
     SeparationRule rule;
     Pipeline toInk = latticePipeline(3, 3, 33, inverseTable(cmy, rule, 33), false, true);
     check(cmsWriteTag(h.get(), cmsSigBToA0Tag, toInk.get()), "B2A0");
-    // K071: grey balance, the cyan, magenta and yellow bytes that print the
-    // neutral of L* = 100 (255 - i) / 255, for i from 0 to 255.
+    // K071: grey balance. For i from 0 to 255, three bytes: the cyan, magenta
+    // and yellow that print the neutral of L* = 100 (255 - i) / 255.
     Separator separator(cmy, rule);
     Bytes balance;
     for (int i = 0; i < 256; ++i) {

@@ -280,7 +280,6 @@ INSTANTIATE_TEST_SUITE_P(EachProfile, EmbeddedProfileStructure, testing::ValuesI
                          });
 
 TEST(EmbeddedProfileStructure, TablesHaveTheShapesTheirRolesNeed) {
-    Bytes rgb = embedded(CLR_EMBEDDED_PROFILE_RGB);
     Profile h = openEmbedded(CLR_EMBEDDED_PROFILE_RGB);
     auto* trc = static_cast<cmsToneCurve*>(cmsReadTag(h.get(), cmsSigRedTRCTag));
     ASSERT_NE(trc, nullptr);
