@@ -29,11 +29,11 @@ namespace {
 
 // Rows the press is calibrated against: CMYK lattice nodes (16 n, node 16
 // standing for 255) and the display RGB the CMYK table holds there.
-struct ListedRow {
+struct PressRow {
     std::array<int, 4> node;
     std::array<int, 3> rgb;
 };
-const ListedRow kPressRows[] = {
+const PressRow kPressRows[] = {
     {{0, 0, 0, 0}, {255, 255, 255}}, {{16, 0, 0, 0}, {0, 178, 236}}, {{0, 16, 0, 0}, {227, 0, 127}},
     {{0, 0, 16, 0}, {249, 244, 0}},  {{0, 0, 0, 16}, {0, 0, 0}},     {{8, 8, 8, 8}, {82, 72, 66}},
     {{16, 16, 16, 0}, {54, 39, 51}}, {{0, 0, 0, 15}, {22, 22, 22}},

@@ -1,6 +1,6 @@
 // The embedded profiles and the built-in emulation tables: the export that
 // hands the profiles out, the profiles as lcms2 reads them (structure and
-// colour), the tables at their listed nodes and against lcms2, and the
+// colour), the tables at their reference nodes and against lcms2, and the
 // generator's reproducibility.
 #include "test_support.h"
 
@@ -569,7 +569,7 @@ const PressRow kPressRows[] = {
 
 int inkByte(int node) { return node == 16 ? 255 : 16 * node; }
 
-TEST_F(PressProfiles, ListedRowsComeOutNearTheirColours) {
+TEST_F(PressProfiles, ReferenceRowsComeOutNearTheirColours) {
     Transform toRgb = transform(cmyk.get(), TYPE_CMYK_DBL, rgb.get(), TYPE_RGB_DBL);
     Transform rgbToLab = transform(rgb.get(), TYPE_RGB_8, lab.get(), TYPE_Lab_DBL);
     std::printf("calibration residuals, CMYK profile to RGB profile, intent 0 (dE2000 / dE76 of the RGB bytes):\n");
@@ -608,7 +608,7 @@ quvtest::Pixel entry(const uint8_t* table, size_t index) {
 }
 
 // Entries are compared channel by channel, a and b of Lab as signed bytes:
-// the listed rows are met to within one count.
+// the reference rows are met to within one count.
 void expectWithinOneCount(const quvtest::Pixel& got, std::array<int, 3> want, bool signedAb, const char* where) {
     for (int c = 0; c < 3; ++c) {
         int value = signedAb && c > 0 ? int(int8_t(got[c])) : int(got[c]);
@@ -616,7 +616,7 @@ void expectWithinOneCount(const quvtest::Pixel& got, std::array<int, 3> want, bo
     }
 }
 
-TEST(EmulationTables, HoldTheListedRows) {
+TEST(EmulationTables, HoldTheReferenceRows) {
     const uint8_t* rgb = quv::kernels::emulationTableRgb();
     auto rgbAt = [&](int r, int g, int b) { return entry(rgb, (size_t(r) * 33 + g) * 33 + b); };
     expectWithinOneCount(rgbAt(0, 0, 0), {0, 0, 0}, true, "RGB (0, 0, 0)");
@@ -712,7 +712,7 @@ TEST(GeneratedData, ASecondRunMakesTheSameBytes) {
     char pattern[] = "/tmp/quvclr-generated-XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
     const std::filesystem::path again = pattern;
-    const std::string command = std::string(QUVCLR_GENERATOR) + " " + again.string() + " > /dev/null";
+    const std::string command = "'" + std::string(QUVCLR_GENERATOR) + "' '" + again.string() + "' > /dev/null";
     ASSERT_EQ(std::system(command.c_str()), 0);
     for (const char* name : {"embedded_profiles.cpp", "emulation_tables.cpp", "quvclr-rgb.icc", "quvclr-lab.icc",
                              "quvclr-cmyk.icc", "quvclr-cmy.icc"}) {
