@@ -9,6 +9,7 @@ int main(void) {
     QuvBitmap bitmap = {0};
     bitmap.size = QUV_BITMAP_SIZE;
     if (bitmap.size != sizeof bitmap) return 1;
+    if (CLR_EMBEDDED_PROFILE_RGB != 105 || CLR_EMBEDDED_PROFILE_CMY != 110) return 1;
     return (int)(sizeof params + sizeof(ClrProfileBlock) + sizeof(ClrYuvParams) + sizeof(ClrLabParams) +
                  sizeof(ClrCmykParams)) == 1652 + 20 + 48 + 32 + 12 ? 0 : 1;
 }

@@ -13,7 +13,10 @@
 namespace {
 
 const std::set<std::string> kExports = {
-    "Quv_ClrInit", "Quv_ClrFree", "Quv_ClrIsValid", "Quv_ClrConvert", "Quv_ClrConvertDirect", "SetResModule",
+    "Quv_ClrInit",          "Quv_ClrFree",
+    "Quv_ClrIsValid",       "Quv_ClrConvert",
+    "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile",
+    "SetResModule",
 };
 
 std::set<std::string> definedDynamicSymbols() {

@@ -185,6 +185,19 @@ QUV_API ClrStatus Quv_ClrConvertDirect(ClrSpace sourceSpace, ClrSpace destSpace,
                                        void* dest, int32_t width, int32_t height, int32_t sourceAlign,
                                        int32_t destAlign);
 
+/* Embedded profiles: the ICC profiles the library carries, by id. */
+enum ClrEmbeddedProfileId {
+    CLR_EMBEDDED_PROFILE_RGB = 105,  /* display RGB: sRGB primaries and tone curve */
+    CLR_EMBEDDED_PROFILE_LAB = 106,  /* Lab to Lab identity */
+    CLR_EMBEDDED_PROFILE_CMYK = 107, /* printer CMYK: a coated offset press */
+    CLR_EMBEDDED_PROFILE_CMY = 110   /* CMY: the same press's three colour inks */
+};
+/* Reports the size of the profile `id` in *length and, with a buffer, copies
+ * the profile into it. A buffer needs *length to hold at least the size;
+ * otherwise CLR_BUFFER_TOO_SMALL, and neither the buffer nor *length changes.
+ * Pass a null buffer to ask for the size. */
+QUV_API ClrStatus Quv_ClrGetEmbeddedProfile(uint32_t id, void* buffer, int32_t* length);
+
 /* Sets the module whose resources the settings dialogs use. */
 QUV_API void SetResModule(void* module);
 
