@@ -1,11 +1,13 @@
 // Conversion speed on a 1920 x 1080 image, each kernel beside memcpy of the
 // same bytes (the physical limit) and the byte swap beside libyuv's, in one
 // run. The ratios are printed after the table.
+#include "frame/handle.h"
 #include "platform/probe.h"
 
 #include <quvclr/quvclr.h>
 
 #include <benchmark/benchmark.h>
+#include <lcms2.h>
 #include <libyuv.h>
 
 #include <algorithm>
@@ -28,9 +30,10 @@ std::vector<uint8_t> randomImage(size_t bytes) {
     return v;
 }
 
+// Room for four bytes a pixel; the three-byte benchmarks use the front.
 struct Images {
-    std::vector<uint8_t> src = randomImage(3 * kPixels);
-    std::vector<uint8_t> dst = std::vector<uint8_t>(3 * kPixels);
+    std::vector<uint8_t> src = randomImage(4 * kPixels);
+    std::vector<uint8_t> dst = std::vector<uint8_t>(4 * kPixels);
 };
 Images& images() {
     static Images im;
@@ -45,7 +48,7 @@ void setRates(benchmark::State& state, int64_t pixelsPerIteration, int64_t bytes
 void Memcpy(benchmark::State& state) {
     Images& im = images();
     for (auto _ : state) {
-        std::memcpy(im.dst.data(), im.src.data(), im.src.size());
+        std::memcpy(im.dst.data(), im.src.data(), 3 * kPixels);
         benchmark::ClobberMemory();
     }
     setRates(state, kPixels, 3);
@@ -84,17 +87,63 @@ void LibyuvRawToRgb24(benchmark::State& state) {
     setRates(state, kPixels, 3);
 }
 
-void Kernel(benchmark::State& state, ClrSpace from, ClrSpace to) {
+// A handle's conversion of the whole image; inverse directions read the
+// forward direction's output, so HLS sees valid pixels.
+void Convert(benchmark::State& state, ClrSpace from, ClrSpace to, ClrParams* params) {
     Images& im = images();
-    // Inverse kernels read the forward kernel's output, so HLS sees valid pixels.
     std::vector<uint8_t> input = im.src;
     if (from != ClrSpaceRgb)
         Quv_ClrConvertDirect(ClrSpaceRgb, from, im.src.data(), input.data(), kWidth, kHeight, 0, 0);
+    ClrHandle* h = nullptr;
+    if (Quv_ClrInit(&h, from, to, params) != CLR_SUCCESS) {
+        state.SkipWithError("no handle for this pair and method");
+        return;
+    }
     for (auto _ : state) {
-        if (Quv_ClrConvertDirect(from, to, input.data(), im.dst.data(), kWidth, kHeight, 0, 0) != CLR_SUCCESS)
+        if (Quv_ClrConvert(h, input.data(), im.dst.data(), kWidth, kHeight, 0, 0) < 0)
             state.SkipWithError("convert failed");
         benchmark::ClobberMemory();
     }
+    Quv_ClrFree(h);
+    setRates(state, kPixels, 3);
+}
+
+void Kernel(benchmark::State& state, ClrSpace from, ClrSpace to) { Convert(state, from, to, nullptr); }
+
+ClrParams methodParams(ClrMethod method) {
+    ClrParams p;
+    std::memset(&p, 0, sizeof p);
+    p.size = CLR_PARAMS_SIZE;
+    p.activeMethod = p.methodMask = method;
+    return p;
+}
+
+void FixedLab(benchmark::State& state, ClrSpace from, ClrSpace to) {
+    ClrParams p = methodParams(CLR_METHOD_BUILTIN);
+    ClrLabParams lab{sizeof(ClrLabParams), 0, 0, 100, 128, 170, 96, 200};
+    p.labParams = &lab;
+    Convert(state, from, to, &p);
+}
+
+void Icc(benchmark::State& state, ClrSpace from, ClrSpace to) {
+    ClrParams p = methodParams(CLR_METHOD_ICC);
+    Convert(state, from, to, &p);
+}
+
+// The same transform the handle holds, run by lcms2 directly on the same buffers.
+void IccDirect(benchmark::State& state, ClrSpace from, ClrSpace to) {
+    Images& im = images();
+    ClrParams p = methodParams(CLR_METHOD_ICC);
+    ClrHandle* h = nullptr;
+    if (Quv_ClrInit(&h, from, to, &p) != CLR_SUCCESS) {
+        state.SkipWithError("no handle for this pair and method");
+        return;
+    }
+    for (auto _ : state) {
+        cmsDoTransform(h->iccTransform, im.src.data(), im.dst.data(), static_cast<cmsUInt32Number>(kPixels));
+        benchmark::ClobberMemory();
+    }
+    Quv_ClrFree(h);
     setRates(state, kPixels, 3);
 }
 
@@ -145,6 +194,12 @@ public:
         ratio("same-space copy / memcpy (throughput, target >= 0.9)", "Memcpy", "SameSpaceCopy");
         ratio("byte swap / libyuv RAWToRGB24 (throughput, target >= 0.8)", "LibyuvRawToRgb24", "ByteSwap");
         ratio("probes / one-row convert (cost, target <= 0.10)", "OneRowProbes", "OneRowConvert");
+        ratio("ICC rgb_to_cmyk / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/rgb_to_cmyk",
+              "Icc/rgb_to_cmyk");
+        ratio("ICC cmyk_to_rgb / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/cmyk_to_rgb",
+              "Icc/cmyk_to_rgb");
+        ratio("fixed-point Lab encode / floating (throughput)", "Kernel/rgb_to_lab", "FixedLab/rgb_to_lab");
+        ratio("fixed-point Lab decode / floating (throughput)", "Kernel/lab_to_rgb", "FixedLab/lab_to_rgb");
         for (const auto& [name, t] : seconds_)
             if (name.rfind("Kernel/", 0) == 0) ratio((name.substr(7) + " / memcpy (throughput)").c_str(), "Memcpy", name);
     }
@@ -154,6 +209,10 @@ private:
     // relative to b's.
     void ratio(const char* label, const std::string& a, const std::string& b) {
         if (!seconds_.count(a) || !seconds_.count(b)) return;
+        if (!(seconds_[a] > 0 && seconds_[b] > 0)) {
+            std::printf("  %-60s     n/a\n", label);
+            return;
+        }
         std::printf("  %-60s %7.3f\n", label, seconds_[a] / seconds_[b]);
     }
     std::map<std::string, std::vector<double>> samples_;
@@ -174,7 +233,8 @@ int main(int argc, char** argv) {
         const char* name;
         ClrSpace space;
     } spaces[] = {{"yuv", ClrSpaceYuv},     {"yiq", ClrSpaceYiq}, {"ycbcr", ClrSpaceYcbcr}, {"xyz", ClrSpaceXyz},
-                  {"hsv", ClrSpaceHsv},     {"hls", ClrSpaceHls}, {"hsi", ClrSpaceHsi}};
+                  {"hsv", ClrSpaceHsv},     {"hls", ClrSpaceHls}, {"hsi", ClrSpaceHsi},     {"cmy", ClrSpaceCmy},
+                  {"cmyk", ClrSpaceCmyk},   {"lab", ClrSpaceLab}, {"ycck", ClrSpaceYcck}};
     for (const auto& s : spaces) {
         const ClrSpace space = s.space;
         benchmark::RegisterBenchmark((std::string("Kernel/rgb_to_") + s.name).c_str(),
@@ -182,6 +242,16 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark((std::string("Kernel/") + s.name + "_to_rgb").c_str(),
                                      [space](benchmark::State& st) { Kernel(st, space, ClrSpaceRgb); });
     }
+    benchmark::RegisterBenchmark("FixedLab/rgb_to_lab",
+                                 [](benchmark::State& st) { FixedLab(st, ClrSpaceRgb, ClrSpaceLab); });
+    benchmark::RegisterBenchmark("FixedLab/lab_to_rgb",
+                                 [](benchmark::State& st) { FixedLab(st, ClrSpaceLab, ClrSpaceRgb); });
+    benchmark::RegisterBenchmark("Icc/rgb_to_cmyk", [](benchmark::State& st) { Icc(st, ClrSpaceRgb, ClrSpaceCmyk); });
+    benchmark::RegisterBenchmark("IccDirect/rgb_to_cmyk",
+                                 [](benchmark::State& st) { IccDirect(st, ClrSpaceRgb, ClrSpaceCmyk); });
+    benchmark::RegisterBenchmark("Icc/cmyk_to_rgb", [](benchmark::State& st) { Icc(st, ClrSpaceCmyk, ClrSpaceRgb); });
+    benchmark::RegisterBenchmark("IccDirect/cmyk_to_rgb",
+                                 [](benchmark::State& st) { IccDirect(st, ClrSpaceCmyk, ClrSpaceRgb); });
     // Five repetitions unless the command line says otherwise.
     std::vector<char*> args(argv, argv + argc);
     std::string repetitions = "--benchmark_repetitions=5";

@@ -2,7 +2,9 @@
 // lattices whose entries are known functions of their nodes.
 #include "test_support.h"
 
+#include "frame/handle.h"
 #include "kernels/emulation.h"
+#include "kernels/emulation_data.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
 #include "platform/text.h"
@@ -11,6 +13,7 @@
 #include <tiffio.h>
 
 #include <cstdio>
+#include <cstring>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -218,6 +221,103 @@ TEST(EmulationLookUp, BuffersThatFailTheirProofAreLeftUnwritten) {
     quv::MemoryProbe probe;
     k::rgbToLabByTable(table.data(), k::KernelIo{px, readOnly.data(), 1, 1, 0, 0, &probe}, 1);
     EXPECT_EQ(readOnly.data()[0], 0);
+}
+
+// ---- through handles ----
+
+ClrParams emulationParams(uint32_t method, const std::string& table = {}) {
+    ClrParams p;
+    std::memset(&p, 0, sizeof p);
+    p.size = CLR_PARAMS_SIZE;
+    p.activeMethod = p.methodMask = method;
+    p.emulationKind = CLR_METHOD_EMULATION;
+    const std::u16string wide = quv::utf8ToUtf16(table);
+    std::memcpy(p.emulationTablePath, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
+    return p;
+}
+
+TEST_F(TableFiles, CustomTablesServeTheirPairsThroughHandles) {
+    // A CMYK table whose every entry is its node's K, times 10.
+    std::vector<uint8_t> cmyk(k::kLattice17Bytes);
+    for (size_t i = 0; i < cmyk.size() / 3; ++i) cmyk[3 * i] = cmyk[3 * i + 1] = cmyk[3 * i + 2] = uint8_t(10 * (i % 17));
+    const std::string path = writeTiff("cmyk.tif", 289, 289, 4, cmyk);
+    ClrParams p = emulationParams(CLR_METHOD_CUSTOM_EMULATION, path);
+    ClrHandle* h = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceCmyk, ClrSpaceBgr, &p), CLR_SUCCESS);
+    ASSERT_NE(h->customTable, nullptr);
+    EXPECT_EQ(std::u16string(h->emulationPath), quv::utf8ToUtf16(path));
+    const uint8_t px[8] = {0, 0, 0, 240, 0, 0, 0, 255};
+    uint8_t rgb[6];
+    EXPECT_EQ(Quv_ClrConvert(h, px, rgb, 2, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(rgb[0], 150);
+    EXPECT_EQ(rgb[3], 75) << "the near-solid wrap";
+    Quv_ClrFree(h);
+
+    // The same file for RGB to Lab is of the wrong kind.
+    EXPECT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceLab, &p), CLR_INVALID_BITS_PER_PIXEL);
+}
+
+TEST_F(TableFiles, EmulationMethodsReportSuccessForEveryPair) {
+    const auto lattice = quvtest::randomBytes(k::kLattice33Bytes, 1);
+    ClrParams p = emulationParams(CLR_METHOD_CUSTOM_EMULATION, writeTiff("lab.tif", 33, 1089, 3, lattice));
+    ClrHandle* h = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceHsv, &p), CLR_SUCCESS) << "a pair without a table loads none";
+    EXPECT_EQ(h->customTable, nullptr);
+    uint8_t px[3] = {1, 2, 3}, out[3] = {7, 7, 7};
+    EXPECT_EQ(Quv_ClrConvert(h, px, out, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(out[0], 7) << "nothing written";
+    Quv_ClrFree(h);
+}
+
+TEST(EmulationMethods, RgbToCmykUsesTheFormulaReadingBgr) {
+    ClrParams p = emulationParams(CLR_METHOD_EMULATION);
+    ClrHandle* emulated = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&emulated, ClrSpaceRgb, ClrSpaceCmyk, &p), CLR_SUCCESS);
+    const uint8_t px[3] = {200, 100, 50};
+    uint8_t viaEmulation[4], viaFormula[4];
+    ASSERT_EQ(Quv_ClrConvert(emulated, px, viaEmulation, 1, 1, 0, 0), CLR_SUCCESS);
+    Quv_ClrFree(emulated);
+    // The formula kernel at 175 reading the bytes as B, G, R.
+    ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceBgr, ClrSpaceCmyk, px, viaFormula, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_TRUE(std::equal(viaEmulation, viaEmulation + 4, viaFormula));
+}
+
+// ---- the built-in tables ----
+
+quvtest::Pixel viaBuiltIn(ClrSpace from, ClrSpace to, const uint8_t* px) {
+    ClrParams p = emulationParams(CLR_METHOD_EMULATION);
+    ClrHandle* h = nullptr;
+    EXPECT_EQ(Quv_ClrInit(&h, from, to, &p), CLR_SUCCESS);
+    EXPECT_NE(h->emulationTable, nullptr);
+    quvtest::Pixel out{};
+    EXPECT_EQ(Quv_ClrConvert(h, px, out.data(), 1, 1, 0, 0), CLR_SUCCESS);
+    Quv_ClrFree(h);
+    return out;
+}
+
+TEST(BuiltInTables, KnownLookUps) {
+    const uint8_t white[3] = {255, 255, 255}, light[3] = {248, 248, 248};
+    // Lower node 31 (249) and upper node 32 (255): their mean.
+    EXPECT_EQ(viaBuiltIn(ClrSpaceRgb, ClrSpaceLab, white)[0], 252);
+    EXPECT_EQ(viaBuiltIn(ClrSpaceRgb, ClrSpaceLab, light)[0], 249);
+    const uint8_t midGrey[3] = {128, 0, 0};
+    EXPECT_EQ(viaBuiltIn(ClrSpaceLab, ClrSpaceRgb, midGrey), (quvtest::Pixel{119, 119, 119}));
+    const uint8_t paper[4] = {0, 0, 0, 0}, k240[4] = {0, 0, 0, 240}, solid[4] = {0, 0, 0, 255};
+    EXPECT_EQ(viaBuiltIn(ClrSpaceCmyk, ClrSpaceRgb, paper), (quvtest::Pixel{255, 255, 255}));
+    EXPECT_EQ(viaBuiltIn(ClrSpaceCmyk, ClrSpaceRgb, k240), (quvtest::Pixel{22, 22, 22}));
+    // Solid black wraps to the mean of nodes 15 and 0: a mid grey, not black.
+    EXPECT_EQ(viaBuiltIn(ClrSpaceCmyk, ClrSpaceRgb, solid), (quvtest::Pixel{138, 138, 138}));
+}
+
+TEST(BuiltInTables, EachPairBindsItsTable) {
+    ClrParams p = emulationParams(CLR_METHOD_EMULATION);
+    ClrHandle* h = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceYuv, &p), CLR_SUCCESS);
+    EXPECT_EQ(h->emulationTable, nullptr);
+    Quv_ClrFree(h);
+    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceLab, ClrSpaceBgr, &p), CLR_SUCCESS);
+    EXPECT_EQ(h->emulationTable, quv::kernels::emulationTableLab());
+    Quv_ClrFree(h);
 }
 
 }  // namespace

@@ -141,17 +141,6 @@ TEST(ClrInit, AnAllocationFailureLeavesNothingBehind) {
     }
 }
 
-TEST(ClrInit, ARecordBeyondItsSizeTestLeavesTheRegistryAsItWas) {
-    const size_t handles = registryCount();
-    const long blocks = qt::livePrivateBlocks();
-    ClrHandle* h = nullptr;
-    ClrParams p = makeParams();
-    EXPECT_NE(Quv_ClrInit(&h, 0, 1, &p), CLR_SUCCESS);
-    EXPECT_EQ(h, nullptr);
-    EXPECT_EQ(registryCount(), handles);
-    EXPECT_EQ(qt::livePrivateBlocks(), blocks);
-}
-
 TEST(ClrFree, StatusesInOrder) {
     EXPECT_EQ(Quv_ClrFree(nullptr), CLR_INVALID_PARAMETER);
     quvtest::MappedPages none(1, PROT_NONE);

@@ -13,10 +13,9 @@
 namespace {
 
 const std::set<std::string> kExports = {
-    "Quv_ClrInit",          "Quv_ClrFree",
-    "Quv_ClrIsValid",       "Quv_ClrConvert",
-    "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile",
-    "SetResModule",
+    "Quv_ClrInit",          "Quv_ClrFree",      "Quv_ClrIsValid",
+    "Quv_ClrConvert",       "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile",
+    "Quv_ClrSetConversionParams", "SetResModule",
 };
 
 std::set<std::string> definedDynamicSymbols() {

@@ -45,22 +45,7 @@ enum ClrMethodFlag {
 #define CLR_PARAMS_SIZE_NO_FLAGS 1648u
 #define CLR_PATH_CHARS 264
 
-#pragma pack(push, 4)
-
-/* White point: code 0 is a custom xyY chromaticity, 50/55/65/75/93 the D illuminants. */
-typedef struct ClrWhitePoint {
-    uint32_t code;
-    double x;
-    double y;
-} ClrWhitePoint;
-
-/* A profile held in memory. */
-typedef struct ClrProfileBlock {
-    uint32_t size; /* 20 */
-    const void* data;
-    uint64_t length;
-} ClrProfileBlock;
-
+/* Sub-records with their natural layout. */
 typedef struct ClrCmykParams {
     uint32_t size; /* 12 */
     int32_t gcrLevel;
@@ -91,6 +76,24 @@ typedef struct ClrLabParams {
     int32_t bOffset;
     int32_t bRange;
 } ClrLabParams;
+
+/* The records whose sizes need 4-byte packing: doubles and pointers stand
+ * straight behind 32-bit words. */
+#pragma pack(push, 4)
+
+/* White point: code 0 is a custom xyY chromaticity, 50/55/65/75/93 the D illuminants. */
+typedef struct ClrWhitePoint {
+    uint32_t code;
+    double x;
+    double y;
+} ClrWhitePoint;
+
+/* A profile held in memory. */
+typedef struct ClrProfileBlock {
+    uint32_t size; /* 20 */
+    const void* data;
+    uint64_t length;
+} ClrProfileBlock;
 
 /* The caller's conversion parameters. Two sizes are accepted: 1652, and 1648
  * for the form without iccFlags. */
@@ -174,6 +177,11 @@ QUV_API ClrStatus Quv_ClrInit(ClrHandle** handle, ClrSpace source, ClrSpace dest
 QUV_API ClrStatus Quv_ClrFree(ClrHandle* handle);
 /* 1 for a live handle, CLR_INVALID_HANDLE otherwise. */
 QUV_API ClrStatus Quv_ClrIsValid(ClrHandle* handle);
+
+/* Changes a live handle: methodMask of the record says which parts apply
+ * (1 method, 2 profiles, 4 white point, 8 emulation file, 16 CMYK, 32 YUV,
+ * 64 Lab). Parts applied before a failure stay applied. */
+QUV_API ClrStatus Quv_ClrSetConversionParams(ClrHandle* handle, ClrParams* params);
 
 /* Converts width x height pixels through a handle. The alignments are row
  * stride multiples for the copies and ICC runs, and bytes skipped after each

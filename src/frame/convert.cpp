@@ -3,7 +3,10 @@
 #include "frame/handle.h"
 #include "frame/routing.h"
 #include "kernels/catalogue.h"
+#include "icc/run.h"
+#include "kernels/emulation.h"
 #include "kernels/hub.h"
+#include "kernels/ink.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
 #include "platform/scope_guard.h"
@@ -117,6 +120,45 @@ ClrStatus convertDirect(MemoryProbe& probe, uint32_t sourceSpace, uint32_t destS
     return convertThroughHub(probe, sourceSpace, destSpace, src, dst, width, height, srcAlign, dstAlign);
 }
 
+// The ICC method: one run over the whole image when rows are packed, else
+// one a row; in place with a wider destination stride the rows go from the
+// last, so that output never overruns rows not yet read.
+ClrStatus runIcc(const ClrHandle& h, const uint8_t* src, uint8_t* dst, int32_t width, int32_t height,
+                 uint64_t srcStride, uint64_t dstStride) {
+    void* transform = h.activeMethod == CLR_METHOD_ICC ? h.iccTransform : h.customTransform;
+    if (!transform) return CLR_NULL_ARGUMENT;
+    auto channels = [](uint32_t space) { return space == ClrSpaceCmyk || space == ClrSpaceYcck ? 4u : 3u; };
+    auto run = [&](const uint8_t* s, uint8_t* d, uint64_t pixels) {
+        return icc::runTransform(transform, h.ycckTable, s, d, h.sourceSpace, h.destSpace, static_cast<uint32_t>(pixels));
+    };
+    const auto w = static_cast<uint64_t>(width);
+    if (srcStride == channels(h.sourceSpace) * w && dstStride == channels(h.destSpace) * w)
+        return run(src, dst, w * static_cast<uint64_t>(height));
+    const bool backwards = static_cast<const void*>(src) == dst && srcStride < dstStride;
+    for (int32_t i = 0; i < height; ++i) {
+        const uint64_t y = backwards ? uint64_t(height - 1 - i) : uint64_t(i);
+        if (ClrStatus s = run(src + y * srcStride, dst + y * dstStride, w); s != CLR_SUCCESS) return s;
+    }
+    return CLR_SUCCESS;
+}
+
+// The emulation methods serve three pairs by table and RGB to CMYK by
+// formula (reading B, G, R whatever the source); others write nothing.
+void emulate(const ClrHandle& h, const KernelIo& io) {
+    const uint8_t* table = static_cast<const uint8_t*>(h.activeMethod == CLR_METHOD_EMULATION ? h.emulationTable
+                                                                                               : h.customTable);
+    const uint32_t s = h.sourceSpace, d = h.destSpace;
+    if (isRgbSide(s) && d == ClrSpaceCmyk) {
+        kernels::rgbToCmyk(io, h.cmykParams ? h.cmykParams->gcrLevel : kernels::kDefaultGcrLevel, 0);
+        return;
+    }
+    // A handle without its table has nothing to look up.
+    if (!table) return;
+    if (s == ClrSpaceCmyk && isRgbSide(d)) kernels::cmykToRgbByTable(table, io, d == ClrSpaceRgb);
+    else if (isRgbSide(s) && d == ClrSpaceLab) kernels::rgbToLabByTable(table, io, s == ClrSpaceRgb);
+    else if (s == ClrSpaceLab && isRgbSide(d)) kernels::labToRgbByTable(table, io, d == ClrSpaceRgb);
+}
+
 uint64_t alignedStride(uint64_t row, int32_t align) {
     const auto a = static_cast<uint64_t>(align);
     return row + (a - row % a) % a;
@@ -161,12 +203,12 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
     const bool sameSpace = h.sourceSpace == h.destSpace;
     if (source == dest && sameSpace && sourceAlign != destAlign) return CLR_SAME_BUFFER;
     if (sameSpace && h.activeMethod != CLR_METHOD_CUSTOM_ICC) {
-        const auto* src = static_cast<const uint8_t*>(source);
-        auto* dst = static_cast<uint8_t*>(dest);
+        const auto* from = static_cast<const uint8_t*>(source);
+        auto* to = static_cast<uint8_t*>(dest);
         if (srcStride == dstStride) {
-            std::memmove(dst, src, srcStride * rows);
+            std::memmove(to, from, srcStride * rows);
         } else {
-            for (uint64_t y = 0; y < rows; ++y, src += srcStride, dst += dstStride) std::memmove(dst, src, srcRow);
+            for (uint64_t y = 0; y < rows; ++y, from += srcStride, to += dstStride) std::memmove(to, from, srcRow);
         }
         return CLR_SUCCESS;
     }
@@ -177,19 +219,19 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
         return CLR_SUCCESS;
     }
 
+    const auto* src = static_cast<const uint8_t*>(source);
+    auto* dst = static_cast<uint8_t*>(dest);
+    const KernelIo io{src, dst, width, height, sourceAlign, destAlign, &probe};
     switch (h.activeMethod) {
     case CLR_METHOD_BUILTIN:
-        return convertAtHub(h.sourceSpace, h.destSpace,
-                            {static_cast<const uint8_t*>(source), static_cast<uint8_t*>(dest), width, height,
-                             sourceAlign, destAlign, &probe},
-                            handle);
+        return convertAtHub(h.sourceSpace, h.destSpace, io, handle);
     case CLR_METHOD_ICC:
     case CLR_METHOD_CUSTOM_ICC:
-        // No handle carries an ICC transform yet, and a missing one is this status.
-        return CLR_NULL_ARGUMENT;
+        return runIcc(h, src, dst, width, height, srcStride, dstStride);
     case CLR_METHOD_EMULATION:
     case CLR_METHOD_CUSTOM_EMULATION:
-        return CLR_SUCCESS;  // no emulation table serves any pair yet: nothing is written
+        emulate(h, io);
+        return CLR_SUCCESS;
     default:
         return CLR_INVALID_METHOD;
     }

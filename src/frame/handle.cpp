@@ -1,9 +1,13 @@
 #include "frame/handle.h"
 
+#include "frame/params.h"
+#include "icc/run.h"
 #include "kernels/catalogue.h"
 #include "kernels/ink.h"
+#include "kernels/lab.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
+#include "platform/scope_guard.h"
 
 namespace quv {
 namespace {
@@ -24,13 +28,15 @@ void freeBlock(ClrProfileBlock* block) {
 
 void destroyHandle(ClrHandle* h) {
     quvFree(h->cmykParams);
-    if (h->yuvParams) quvFree(h->yuvParams->layout);
+    if (h->yuvParams && !h->yuvLayoutBorrowed) quvFree(h->yuvParams->layout);
     quvFree(h->yuvParams);
     quvFree(h->labFromTable);
     quvFree(h->labToTable);
     quvFree(h->ycckTable);
     quvFree(h->whitePoint);
     quvFree(h->customTable);
+    icc::deleteTransform(h->iccTransform);
+    icc::deleteTransform(h->customTransform);
     freeBlock(h->inputProfileBlock);
     freeBlock(h->outputProfileBlock);
     quvFree(h);
@@ -42,8 +48,8 @@ using namespace quv;
 
 extern "C" QUV_API ClrStatus Quv_ClrInit(ClrHandle** out, ClrSpace source, ClrSpace dest, ClrParams* params) {
     if (!out) return CLR_INVALID_PARAMETER;
+    MemoryProbe probe;
     if (params) {
-        MemoryProbe probe;
         if (!probe.readable(params, sizeof params->size)) return CLR_BAD_POINTER;
         if (params->size != CLR_PARAMS_SIZE && params->size != CLR_PARAMS_SIZE_NO_FLAGS)
             return CLR_INVALID_STRUCT_SIZE;
@@ -70,14 +76,32 @@ extern "C" QUV_API ClrStatus Quv_ClrInit(ClrHandle** out, ClrSpace source, ClrSp
     if (!h) return CLR_NO_MEMORY;
 
     if (params) {
-        // Handles built from a parameter record are not available yet.
-        quvFree(h);
-        return CLR_INVALID_METHOD;
+        if (params->activeMethod == CLR_METHOD_EMULATION && params->emulationKind != CLR_METHOD_EMULATION) {
+            quvFree(h);
+            return CLR_INVALID_PARAMETER;
+        }
+        if (!registryAppend(h)) {
+            quvFree(h);
+            return CLR_NO_MEMORY;
+        }
+        ScopeGuard release([h] {
+            registryForget(h);
+            destroyHandle(h);
+        });
+        const bool automatic = params->activeMethod == CLR_METHOD_AUTO && params->methodMask == CLR_METHOD_AUTO;
+        if (ClrStatus s = applyInitParams(h, source, dest, params, probe); s != CLR_SUCCESS) return s;
+        h->sourceSpace = source;
+        h->destSpace = dest;
+        // A resolved automatic method is written back only while init can fail.
+        if (automatic) params->activeMethod = params->methodMask = CLR_METHOD_AUTO;
+        release.dismiss();
+        *out = h;
+        return CLR_SUCCESS;
     }
 
     h->activeMethod = CLR_METHOD_BUILTIN;
     h->methodMask = CLR_METHOD_BUILTIN;
-    h->gamma = 45;
+    h->gamma = kernels::kLabGamma;
     h->sourceSpace = source;
     h->destSpace = dest;
     h->stageCount = kernels::isRgbSide(source) || kernels::isRgbSide(dest) ? 1 : 2;

@@ -10,6 +10,9 @@ namespace quv::kernels {
 struct YcckTables;
 }
 
+// A handle keeps paths of up to 259 characters and their terminator.
+constexpr int kHandlePathChars = 260;
+
 // Owns everything it points to except emulationTable, which is constant data.
 struct ClrHandle {
     uint32_t size;  // CLR_HANDLE_SIZE: the identity word
@@ -25,9 +28,9 @@ struct ClrHandle {
     ClrWhitePoint* whitePoint;
     uint32_t activeMethod;
     uint32_t methodMask;
-    ClrWChar inputProfilePath[260];
-    ClrWChar outputProfilePath[260];
-    ClrWChar emulationPath[260];
+    ClrWChar inputProfilePath[kHandlePathChars];
+    ClrWChar outputProfilePath[kHandlePathChars];
+    ClrWChar emulationPath[kHandlePathChars];
     ClrProfileBlock* inputProfileBlock;  // with its own copy of the bytes
     ClrProfileBlock* outputProfileBlock;
     const void* emulationTable;
@@ -36,7 +39,10 @@ struct ClrHandle {
     void* labFromTable;
     void* labToTable;
     quv::kernels::YcckTables* ycckTable;
-    uint8_t reserved[8];
+    // The YUV layout array belongs to the caller (taken by a parameter
+    // update) and is not freed with the handle.
+    uint8_t yuvLayoutBorrowed;
+    uint8_t reserved[7];
 };
 static_assert(sizeof(ClrHandle) == CLR_HANDLE_SIZE, "the identity word is the record's size");
 static_assert(offsetof(ClrHandle, size) == 0, "identity word first");

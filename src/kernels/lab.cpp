@@ -1,6 +1,7 @@
 #include "kernels/lab.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -42,30 +43,23 @@ int32_t roundSingle(float x) {
 
 int32_t roundFixed(double x, double scale) { return truncToInt(x * scale + (x < 0 ? -0.5 : 0.5)); }
 
-int32_t fixMul16(int32_t p, int32_t q) {
-    const uint32_t ph = static_cast<uint32_t>(p >> 16), qh = static_cast<uint32_t>(q >> 16);
-    const uint32_t pl = static_cast<uint32_t>(p) & 0xFFFF, ql = static_cast<uint32_t>(q) & 0xFFFF;
-    const uint32_t r = ((ph * qh) << 16) + ph * ql + pl * qh + ((pl * ql + 32768u) >> 16);
-    return static_cast<int32_t>(r);
-}
-
-// The inverse of the CIE f at 4.28: the linear toe below 0.20689, the cube above.
-int32_t labFinv(int32_t t) {
-    int32_t r;
-    if (t < 55536612) {
-        r = fixMul16(538650, (t - 37025548) >> 6);
-    } else {
-        const int32_t y = (t + 128) >> 8;
-        r = fixMul16(fixMul16(y, y), y);
-    }
-    return std::clamp(r, 0, 268435456);
-}
-
-// The count of thresholds at or below v, by an eight-step binary search.
+// The count of thresholds at or below v, by an eight-step binary search,
+// written without branches: the steps depend on the data, and mispredicted
+// jumps would cost more than the whole search.
 int32_t labSearch(const int32_t* thresholds, int32_t v) {
     int32_t i = 127;
-    for (int32_t step = 64; step >= 1; step >>= 1) i += v < thresholds[i] ? -step : step;
-    return v < thresholds[i] ? i : i + 1;
+    for (int32_t step = 64; step >= 1; step >>= 1) {
+        const int32_t below = v < thresholds[i];
+        i += step - 2 * step * below;
+    }
+    return i + (v >= thresholds[i]);
+}
+
+int32_t labSearchIndexed(const LabDecodeTables& t, int32_t v) {
+    if (v < 0 || v >= (1 << 28)) return labSearch(t.encodeThresholds, v);
+    int32_t i = t.searchStart[v >> 16];
+    while (i < 255 && t.encodeThresholds[i] <= v) ++i;
+    return i;
 }
 
 void initLabDecodeTables(LabDecodeTables& t, const ClrLabParams& ranges) {
@@ -99,6 +93,12 @@ void deriveLabDecodeTables(LabDecodeTables& t, int32_t gamma) {
     }
     for (int i = 0; i < 255; ++i)
         t.encodeThresholds[i] = roundFixed(std::pow((i + 0.5) / 255.0, 1.0 / (gamma / 100.0)), 268435456.0);
+    // The thresholds rise with i, so the ones below a value form a prefix.
+    int32_t below = 0;
+    for (int32_t b = 0; b < 4096; ++b) {
+        while (below < 255 && t.encodeThresholds[below] < (b << 16)) ++below;
+        t.searchStart[b] = static_cast<uint8_t>(below);
+    }
 }
 
 void initLabEncodeTables(LabEncodeTables& t, const ClrLabParams& ranges, int32_t gamma) {
@@ -151,13 +151,29 @@ void deriveLabEncodeTables(LabEncodeTables& t, int32_t gamma) {
     }
 }
 
+namespace {
+
+// pow(byte / 255, 2.2222222222222223) for every byte: the exact values the
+// formula gives, looked up instead of computed per pixel.
+const double* linearFromByte() {
+    static const auto table = [] {
+        std::array<double, 256> t{};
+        for (int i = 0; i < 256; ++i) t[i] = std::pow(i / 255.0, 2.2222222222222223);
+        return t;
+    }();
+    return table.data();
+}
+
+}  // namespace
+
 ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
+    const double* linear = linearFromByte();
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
-            const double r = std::pow(s[R] / 255.0, 2.2222222222222223);
-            const double g = std::pow(s[1] / 255.0, 2.2222222222222223);
-            const double b = std::pow(s[B] / 255.0, 2.2222222222222223);
+        return mapPixels<3, 3>(io, [linear](const uint8_t* s, uint8_t* d) {
+            const double r = linear[s[R]];
+            const double g = linear[s[1]];
+            const double b = linear[s[B]];
             const double x = (0.3575800061225891 * g + 0.4124529957771301 * r + 0.18042300641536713 * b) * 100.0 /
                              95.0166015625;
             const double y = (0.21267099678516388 * r + 0.7151600122451782 * g + 0.0721689984202385 * b) * 100.0 / 100.0;
@@ -291,7 +307,7 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
                 const int32_t* m = t.fixedMatrix + 3 * row;
                 const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(fixMul16(m[1], Y)) +
                                    static_cast<uint32_t>(fixMul16(m[2], Z));
-                rgb[row] = static_cast<uint8_t>(labSearch(t.encodeThresholds, static_cast<int32_t>(v)));
+                rgb[row] = static_cast<uint8_t>(labSearchIndexed(t, static_cast<int32_t>(v)));
             }
             d[R] = rgb[0];
             d[1] = rgb[1];

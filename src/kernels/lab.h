@@ -24,6 +24,9 @@ struct LabDecodeTables {
     int32_t lOffset, lRange, aOffset, aRange, bOffset, bRange;
     int32_t fixedMatrix[9];
     int32_t encodeThresholds[255];  // byte i ends where the gamma-encoded value passes entry i
+    // For each 1/4096 of [0, 1) at 4.28: how many thresholds lie below it.
+    // The search starts there instead of halving the whole table.
+    uint8_t searchStart[4096];
 };
 
 // RGB to Lab in fixed point.
@@ -59,8 +62,29 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
 
 // Fixed-point helpers, exposed for tests.
 int32_t roundFixed(double x, double scale);
-int32_t fixMul16(int32_t p, int32_t q);
-int32_t labFinv(int32_t t);
+
+// 16.16 product rounded at bit 16, modulo 2^32. Written out as the four
+// partial products of the halves, (ph qh << 16) + ph ql + pl qh +
+// ((pl ql + 32768) >> 16), which is this 64-bit expression exactly.
+inline int32_t fixMul16(int32_t p, int32_t q) {
+    const int64_t r = (int64_t{p} * q + 32768) >> 16;
+    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(r)));
+}
+
+// The inverse of the CIE f at 4.28: the linear toe below 0.20689, the cube
+// above, limited to 0..1.
+inline int32_t labFinv(int32_t t) {
+    int32_t r;
+    if (t < 55536612) {
+        r = fixMul16(538650, (t - 37025548) >> 6);
+    } else {
+        const int32_t y = (t + 128) >> 8;
+        r = fixMul16(fixMul16(y, y), y);
+    }
+    return r < 0 ? 0 : r > 268435456 ? 268435456 : r;
+}
 int32_t labSearch(const int32_t* thresholds, int32_t v);
+// The same count from the decode record's index.
+int32_t labSearchIndexed(const LabDecodeTables& t, int32_t v);
 
 }  // namespace quv::kernels

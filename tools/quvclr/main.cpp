@@ -31,7 +31,7 @@ const SpaceName kSpaces[] = {
 
 // The spaces whose formula kernels the library has today; the default run
 // shows each of them.
-const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv", "hls", "hsi"};
+const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv", "hls", "hsi", "cmy", "cmyk", "lab", "ycck"};
 
 const SpaceName* findSpace(const std::string& name) {
     for (const SpaceName& s : kSpaces)
@@ -42,6 +42,7 @@ const SpaceName* findSpace(const std::string& name) {
 const char* statusName(ClrStatus status) {
     static const std::map<ClrStatus, const char*> names = {
         {CLR_SUCCESS, "success"},
+        {0, "done (0)"},  // YCCK to RGB by formula through a handle reports 0
         {CLR_NO_MEMORY, "out of memory"},
         {CLR_INVALID_DIMENSION, "invalid dimension"},
         {CLR_INVALID_PARAMETER, "invalid parameter"},
@@ -54,6 +55,15 @@ const char* statusName(ClrStatus status) {
         {CLR_SIZE_NOT_MULTIPLE_OF_4, "size not a multiple of 4"},
         {CLR_NULL_ARGUMENT, "null argument"},
         {CLR_ICC_SPACE_MISMATCH, "space not served"},
+        {CLR_FILE_NOT_FOUND, "file not found"},
+        {CLR_FILE_READ_FAILED, "read failed"},
+        {CLR_PROFILE_OPEN_FAILED, "profile could not be opened"},
+        {CLR_INVALID_PROFILE_SET, "no usable profile"},
+        {CLR_TRANSFORM_LINK_FAILED, "profiles could not be linked"},
+        {CLR_INVALID_STRUCT_SIZE, "record size not accepted"},
+        {CLR_NOT_TIFF, "not a TIFF file"},
+        {CLR_INVALID_FORMAT, "invalid format"},
+        {CLR_INVALID_BITS_PER_PIXEL, "table of the wrong kind"},
     };
     auto it = names.find(status);
     return it == names.end() ? "failure" : it->second;
@@ -71,6 +81,76 @@ size_t imageBytes(ClrSpace space, int32_t width, int32_t height) {
     return (static_cast<size_t>(bits) * width + 7) / 8 * height;
 }
 
+// How a conversion is made: the method and what it needs.
+struct Method {
+    std::string name = "builtin";
+    std::string inProfile, outProfile, table;
+    int gcr = -1;  // CMYK grey-component replacement level, -1 for the default
+};
+
+const struct {
+    const char* name;
+    ClrMethod method;
+    const char* description;
+} kMethods[] = {
+    {"builtin", CLR_METHOD_BUILTIN, "built-in formulas"},
+    {"icc", CLR_METHOD_ICC, "ICC transform between the embedded profiles"},
+    {"custom", CLR_METHOD_CUSTOM_ICC, "ICC transform between the given profiles"},
+    {"emulation", CLR_METHOD_EMULATION, "built-in emulation tables"},
+    {"custom-emulation", CLR_METHOD_CUSTOM_EMULATION, "emulation table from a file"},
+    {"auto", CLR_METHOD_AUTO, "chosen by the library for the pair"},
+};
+
+bool methodFlag(const std::string& name, ClrMethod* method, const char** description) {
+    for (const auto& m : kMethods)
+        if (name == m.name) {
+            *method = m.method;
+            *description = m.description;
+            return true;
+        }
+    return false;
+}
+
+void setPath(ClrWChar* field, const std::string& path) {
+    // UTF-8 to UTF-16, enough for paths.
+    size_t n = 0;
+    for (size_t i = 0; i < path.size() && n + 2 < CLR_PATH_CHARS;) {
+        unsigned char c = path[i];
+        uint32_t cp = c;
+        int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
+        if (extra) cp = c & (0x3F >> extra);
+        for (int k = 1; k <= extra && i + k < path.size(); ++k) cp = (cp << 6) | (path[i + k] & 0x3F);
+        i += extra + 1;
+        if (cp >= 0x10000) {
+            cp -= 0x10000;
+            field[n++] = static_cast<ClrWChar>(0xD800 | (cp >> 10));
+            field[n++] = static_cast<ClrWChar>(0xDC00 | (cp & 0x3FF));
+        } else {
+            field[n++] = static_cast<ClrWChar>(cp);
+        }
+    }
+    field[n] = 0;
+}
+
+// A handle for one direction; `reverse` swaps the profiles for the way back.
+ClrStatus makeHandle(const Method& m, ClrSpace from, ClrSpace to, bool reverse, ClrHandle** handle) {
+    ClrMethod flag = CLR_METHOD_BUILTIN;
+    const char* description = nullptr;
+    methodFlag(m.name, &flag, &description);
+    if (flag == CLR_METHOD_BUILTIN && m.gcr < 0) return Quv_ClrInit(handle, from, to, nullptr);
+    ClrParams params;
+    std::memset(&params, 0, sizeof params);
+    params.size = CLR_PARAMS_SIZE;
+    params.activeMethod = params.methodMask = flag;
+    params.emulationKind = CLR_METHOD_EMULATION;
+    setPath(params.inputProfilePath, reverse ? m.outProfile : m.inProfile);
+    setPath(params.outputProfilePath, reverse ? m.inProfile : m.outProfile);
+    setPath(params.emulationTablePath, m.table);
+    ClrCmykParams cmyk{sizeof(ClrCmykParams), m.gcr, 1};
+    if (m.gcr >= 0) params.cmykParams = &cmyk;
+    return Quv_ClrInit(handle, from, to, &params);
+}
+
 struct RoundTrip {
     ClrStatus forward = 0;
     ClrStatus back = 0;
@@ -81,17 +161,17 @@ struct RoundTrip {
 
 // Converts `image` (in `from`) to `to` through a handle, and back again.
 RoundTrip roundTrip(const std::vector<uint8_t>& image, int32_t width, int32_t height, const SpaceName& from,
-                    const SpaceName& to) {
+                    const SpaceName& to, const Method& method = {}) {
     RoundTrip result;
     result.converted.assign(imageBytes(to.space, width, height), 0);
     std::vector<uint8_t> back(image.size(), 0);
 
     ClrHandle* there = nullptr;
     ClrHandle* home = nullptr;
-    result.forward = Quv_ClrInit(&there, from.space, to.space, nullptr);
+    result.forward = makeHandle(method, from.space, to.space, false, &there);
     if (result.forward == CLR_SUCCESS)
         result.forward = Quv_ClrConvert(there, image.data(), result.converted.data(), width, height, 0, 0);
-    result.back = Quv_ClrInit(&home, to.space, from.space, nullptr);
+    result.back = makeHandle(method, to.space, from.space, true, &home);
     if (result.back == CLR_SUCCESS)
         result.back = Quv_ClrConvert(home, result.converted.data(), back.data(), width, height, 0, 0);
     if (there) Quv_ClrFree(there);
@@ -131,7 +211,7 @@ int chartTour() {
         RoundTrip r = roundTrip(chart.bytes, chart.width, chart.height, rgb, to);
         std::printf("%-7s %-9s %-9s", name, statusName(r.forward), statusName(r.back));
         printErrors(r, 3);
-        if (r.forward != CLR_SUCCESS || r.back != CLR_SUCCESS) ++failures;
+        if (r.forward < 0 || r.back < 0) ++failures;
     }
     return failures == 0 ? 0 : 1;
 }
@@ -146,7 +226,11 @@ void usage() {
         "      --in FILE                input: binary PPM for rgb, raw bytes otherwise (default: the chart)\n"
         "      --size WxH               size of a raw input\n"
         "      --out FILE               output: binary PPM for rgb, raw bytes otherwise\n"
-        "      --method builtin         conversion method (built-in formulas)\n"
+        "      --method NAME            builtin (default), icc, custom, emulation, custom-emulation, auto\n"
+        "      --in-profile FILE        source ICC profile (method custom)\n"
+        "      --out-profile FILE       destination ICC profile (method custom)\n"
+        "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
+        "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
         "  quvclr spaces                list the colour spaces\n");
 }
 
@@ -156,7 +240,8 @@ int listSpaces() {
 }
 
 int convert(int argc, char** argv) {
-    std::string from = "rgb", to = "yuv", in, out, size, method = "builtin";
+    std::string from = "rgb", to = "yuv", in, out, size, gcr;
+    Method method;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
         auto value = [&](std::string* target) {
@@ -166,7 +251,10 @@ int convert(int argc, char** argv) {
         };
         bool ok = (arg == "--from" && value(&from)) || (arg == "--to" && value(&to)) ||
                   (arg == "--in" && value(&in)) || (arg == "--out" && value(&out)) ||
-                  (arg == "--size" && value(&size)) || (arg == "--method" && value(&method));
+                  (arg == "--size" && value(&size)) || (arg == "--method" && value(&method.name)) ||
+                  (arg == "--in-profile" && value(&method.inProfile)) ||
+                  (arg == "--out-profile" && value(&method.outProfile)) || (arg == "--table" && value(&method.table)) ||
+                  (arg == "--gcr" && value(&gcr));
         if (!ok) {
             std::fprintf(stderr, "quvclr convert: unknown or incomplete option %s\n", arg.c_str());
             usage();
@@ -179,10 +267,13 @@ int convert(int argc, char** argv) {
         std::fprintf(stderr, "quvclr convert: unknown space %s\n", source ? to.c_str() : from.c_str());
         return 2;
     }
-    if (method != "builtin") {
-        std::fprintf(stderr, "quvclr convert: method %s is not available; use builtin\n", method.c_str());
+    ClrMethod methodValue;
+    const char* methodText = nullptr;
+    if (!methodFlag(method.name, &methodValue, &methodText)) {
+        std::fprintf(stderr, "quvclr convert: unknown method %s\n", method.name.c_str());
         return 2;
     }
+    if (!gcr.empty()) method.gcr = std::atoi(gcr.c_str());
 
     Image image;
     std::string error;
@@ -207,10 +298,10 @@ int convert(int argc, char** argv) {
         return 1;
     }
 
-    RoundTrip r = roundTrip(image.bytes, image.width, image.height, *source, *dest);
+    RoundTrip r = roundTrip(image.bytes, image.width, image.height, *source, *dest, method);
     std::printf("quvclr convert: %s, %d x %d pixels\n", in.empty() ? "built-in chart" : in.c_str(), image.width,
                 image.height);
-    std::printf("  %s -> %s by built-in formulas: %s (%d)\n", from.c_str(), to.c_str(), statusName(r.forward),
+    std::printf("  %s -> %s by %s: %s (%d)\n", from.c_str(), to.c_str(), methodText, statusName(r.forward),
                 r.forward);
     std::printf("  %s -> %s back: %s (%d)\n", to.c_str(), from.c_str(), statusName(r.back), r.back);
     if (source->channels) {
@@ -226,7 +317,7 @@ int convert(int argc, char** argv) {
         }
         std::printf("  wrote %s\n", out.c_str());
     }
-    return r.forward == CLR_SUCCESS ? 0 : 1;
+    return r.forward < 0 ? 1 : 0;
 }
 
 }  // namespace

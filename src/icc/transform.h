@@ -1,0 +1,41 @@
+// Making lcms2 transforms for handles: pixel formats by colour space, the two
+// profile sources (embedded or the caller's), the fallback of one missing
+// side, and statuses for what lcms2 reports only through its log.
+#pragma once
+
+#include <quvclr/common.h>
+#include <quvclr/status.h>
+
+#include <cstdint>
+
+namespace quv::icc {
+
+// lcms2 pixel formats of the spaces that have one.
+constexpr uint32_t kFormatRgb = 0x40019;   // TYPE_RGB_8
+constexpr uint32_t kFormatBgr = 0x40419;   // TYPE_BGR_8
+constexpr uint32_t kFormatCmyk = 0x60021;  // TYPE_CMYK_8, also for YCCK
+constexpr uint32_t kFormatCmy = 0x50019;   // TYPE_CMY_8
+constexpr uint32_t kFormatLab = 0xA0019;   // TYPE_Lab_8
+
+// The format of a space, or 0.
+uint32_t pixelFormat(uint32_t space);
+
+// Flags of the builder: bit 0 is passed to lcms2 as "no white-on-white
+// fix-up"; kCustomProfiles says the profiles come from the caller.
+constexpr uint32_t kEngineFlagMask = 1;
+constexpr uint32_t kCustomProfiles = 0x10000;
+
+// One side's profile: bytes (which win) or a path; neither means absent.
+struct ProfileSource {
+    const ClrWChar* path;
+    const void* data;
+    uint32_t length;
+};
+
+// A transform (cmsHTRANSFORM), or null with *status telling why. Without
+// kCustomProfiles the formats choose embedded profiles and the sources are
+// ignored.
+void* buildTransform(uint32_t inputFormat, uint32_t outputFormat, uint32_t flags, ProfileSource input,
+                     ProfileSource output, ClrStatus* status);
+
+}  // namespace quv::icc

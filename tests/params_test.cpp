@@ -1,0 +1,409 @@
+// Conversion parameters: Quv_ClrInit with a record and every update of
+// Quv_ClrSetConversionParams, with their statuses in order and what a
+// failure leaves behind.
+#include "test_support.h"
+
+#include "frame/handle.h"
+#include "kernels/lab.h"
+#include "platform/memory.h"
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+namespace {
+
+namespace qt = quv::testing;
+
+ClrParams params(uint32_t method, uint32_t mask = 0) {
+    ClrParams p;
+    std::memset(&p, 0, sizeof p);
+    p.size = CLR_PARAMS_SIZE;
+    p.activeMethod = method;
+    p.methodMask = mask ? mask : method;
+    p.emulationKind = CLR_METHOD_EMULATION;
+    return p;
+}
+
+void setPath(ClrWChar* field, const std::string& path) {
+    const std::u16string wide = quv::utf8ToUtf16(path);
+    std::memcpy(field, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
+}
+
+struct HandleDeleter {
+    void operator()(ClrHandle* h) const { Quv_ClrFree(h); }
+};
+using Handle = std::unique_ptr<ClrHandle, HandleDeleter>;
+
+Handle make(ClrSpace from, ClrSpace to, ClrParams* p, ClrStatus expected = CLR_SUCCESS) {
+    ClrHandle* h = nullptr;
+    EXPECT_EQ(Quv_ClrInit(&h, from, to, p), expected);
+    return Handle(h);
+}
+
+// ---- Quv_ClrInit with a record ----
+
+TEST(InitParams, AutomaticMethodFollowsThePair) {
+    struct Case {
+        ClrSpace from, to;
+        uint32_t method;
+    };
+    for (Case c : {Case{3, 5, 1}, Case{2, 0, 2}, Case{0, 2, 2}, Case{7, 0, 1}, Case{0, 7, 1}, Case{11, 0, 2}}) {
+        ClrParams p = params(CLR_METHOD_AUTO);
+        Handle h = make(c.from, c.to, &p);
+        ASSERT_TRUE(h) << c.from << " -> " << c.to;
+        EXPECT_EQ(h->activeMethod, c.method) << c.from << " -> " << c.to;
+        EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO)) << "put back on success";
+        EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_AUTO));
+    }
+}
+
+TEST(InitParams, AutomaticServesNoOtherRgbPairs) {
+    for (ClrSpace to : {ClrSpaceYuv, ClrSpaceYcck, ClrSpaceHsv}) {
+        ClrParams p = params(CLR_METHOD_AUTO);
+        make(ClrSpaceRgb, to, &p, CLR_INVALID_METHOD);
+        EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO));
+        EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_AUTO));
+    }
+}
+
+TEST(InitParams, AutomaticFailingLaterKeepsTheResolvedFields) {
+    ClrParams p = params(CLR_METHOD_AUTO);
+    ClrCmykParams bad{11, 250, 0};
+    p.cmykParams = &bad;
+    make(ClrSpaceHsv, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
+    EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_BUILTIN));
+    EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_BUILTIN));
+}
+
+TEST(InitParams, EmulationNeedsItsKindWordAndMasksNeedAServedMethod) {
+    ClrParams p = params(CLR_METHOD_EMULATION);
+    p.emulationKind = 0;
+    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
+    ClrParams none = params(CLR_METHOD_BUILTIN, 64);
+    make(ClrSpaceRgb, ClrSpaceYuv, &none, CLR_INVALID_METHOD);
+    ClrParams disjoint = params(CLR_METHOD_BUILTIN, CLR_METHOD_EMULATION);
+    make(ClrSpaceRgb, ClrSpaceYuv, &disjoint, CLR_INVALID_METHOD);
+    ClrParams wide = params(CLR_METHOD_BUILTIN, CLR_METHOD_BUILTIN | 128);
+    EXPECT_TRUE(make(ClrSpaceRgb, ClrSpaceYuv, &wide));
+}
+
+TEST(InitParams, WhitePointIsCopiedOrDefaults) {
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    Handle a = make(ClrSpaceRgb, ClrSpaceYiq, &p);
+    ASSERT_NE(a->whitePoint, nullptr);
+    EXPECT_EQ(a->whitePoint->code, 50u);
+    ClrWhitePoint custom{0, 0.3127, 0.3290};
+    p.whitePoint = &custom;
+    Handle b = make(ClrSpaceRgb, ClrSpaceYiq, &p);
+    // Packed fields are read by value: a reference to them would be misaligned.
+    const uint32_t code = b->whitePoint->code;
+    const double x = b->whitePoint->x, y = b->whitePoint->y;
+    EXPECT_EQ(code, 0u);
+    EXPECT_EQ(x, 0.3127);
+    EXPECT_EQ(y, 0.3290);
+}
+
+TEST(InitParams, ARecordMakesLabAndXyzSourcesOneStage) {
+    // Without a record Lab to HSV goes through RGB; with one it is a single
+    // stage, and the formula method finds no kernel for the pair.
+    const uint8_t lab[3] = {128, 0, 0};
+    uint8_t out[3] = {9, 9, 9};
+    ClrHandle* plain = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&plain, ClrSpaceLab, ClrSpaceHsv, nullptr), CLR_SUCCESS);
+    EXPECT_EQ(Quv_ClrConvert(plain, lab, out, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_NE(out[2], 9) << "converted through RGB";
+    Quv_ClrFree(plain);
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    Handle h = make(ClrSpaceLab, ClrSpaceHsv, &p);
+    EXPECT_EQ(h->stageCount, 1);
+    std::memset(out, 9, 3);
+    EXPECT_EQ(Quv_ClrConvert(h.get(), lab, out, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(out[0], 9);
+    Handle xyz = make(ClrSpaceXyz, ClrSpaceHsv, &p);
+    EXPECT_EQ(xyz->stageCount, 1);
+    Handle hsv = make(ClrSpaceHsv, ClrSpaceXyz, &p);
+    EXPECT_EQ(hsv->stageCount, 2) << "only an XYZ source";
+}
+
+TEST(InitParams, CmykParamsAreReadOnlyForCmykPairs) {
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    ClrCmykParams full{12, 1000, 0};
+    p.cmykParams = &full;
+    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, &p);
+    ASSERT_NE(h->cmykParams, nullptr);
+    const uint8_t black[3] = {0, 0, 0};
+    uint8_t cmyk[4];
+    ASSERT_EQ(Quv_ClrConvert(h.get(), black, cmyk, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(cmyk[3], 255) << "full replacement from the record";
+    EXPECT_EQ(cmyk[0], 0);
+
+    ClrCmykParams bad{11, 1000, 0};
+    p.cmykParams = &bad;
+    Handle ignored = make(ClrSpaceRgb, ClrSpaceYuv, &p);
+    EXPECT_EQ(ignored->cmykParams, nullptr);
+    make(ClrSpaceRgb, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
+    quvtest::MappedPages none(1, PROT_NONE);
+    p.cmykParams = reinterpret_cast<ClrCmykParams*>(none.data());
+    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_BAD_POINTER);
+}
+
+TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
+    int32_t layout[8] = {0, 2, 4, 6, 1, 5, 3, 7};
+    ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 0, 0, 8};  // 4:2:2, macro-pixel of 4 Y
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    p.yuvParams = &yuv;
+    {
+        Handle h = make(ClrSpaceRgb, ClrSpaceYuv, &p);
+        ASSERT_NE(h->yuvParams, nullptr);
+        ASSERT_NE(h->yuvParams->layout, nullptr);
+        EXPECT_NE(h->yuvParams->layout, layout) << "the layout is copied";
+        EXPECT_EQ(h->yuvParams->layout[7], 7);
+    }
+    yuv.layoutLength = 7;
+    make(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_YUV_LAYOUT_LENGTH);
+    yuv = {48, 0, 3, 1, 3, 1, layout, 4, 0, 0, 4 + 1 + 1};  // 4 does not divide by 3
+    make(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_YUV_LAYOUT_DIVISIBILITY);
+    yuv = {48, 0, 2, 2, 2, 2, layout, 16, 0, 1, 1};  // planar: one entry
+    EXPECT_TRUE(make(ClrSpaceYuv, ClrSpaceRgb, &p));
+    yuv.size = 44;  // the earlier form of the record
+    make(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
+}
+
+TEST(InitParams, LabParamsGiveTheFixedPointPath) {
+    ClrLabParams lab{32, 0, 0, 100, 128, 170, 96, 200};
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    p.labParams = &lab;
+    Handle decode = make(ClrSpaceLab, ClrSpaceRgb, &p);
+    ASSERT_NE(decode->labFromTable, nullptr);
+    ASSERT_NE(decode->labToTable, nullptr);
+    const uint8_t grey[3] = {128, 128, 96};
+    uint8_t rgb[3];
+    ASSERT_EQ(Quv_ClrConvert(decode.get(), grey, rgb, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(rgb[0], 120);
+    EXPECT_EQ(rgb[2], 120);
+
+    // Encoding reads B, G, R whatever the source layout: the same bytes give
+    // the same Lab through an RGB handle and a BGR one, and (0, 0, 255) is red.
+    Handle encode = make(ClrSpaceRgb, ClrSpaceLab, &p);
+    ClrHandle* bgr = nullptr;
+    ASSERT_EQ(Quv_ClrInit(&bgr, ClrSpaceBgr, ClrSpaceLab, &p), CLR_SUCCESS);
+    const uint8_t bytes[3] = {0, 0, 255};
+    uint8_t a[3], b[3];
+    ASSERT_EQ(Quv_ClrConvert(encode.get(), bytes, a, 1, 1, 0, 0), CLR_SUCCESS);
+    ASSERT_EQ(Quv_ClrConvert(bgr, bytes, b, 1, 1, 0, 0), CLR_SUCCESS);
+    Quv_ClrFree(bgr);
+    EXPECT_TRUE(std::equal(a, a + 3, b));
+    EXPECT_GT(a[1], 128 + 20) << "a* of red is well above neutral";
+
+    lab.size = 31;
+    make(ClrSpaceLab, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
+}
+
+// Fails each allocation of an init in turn; every failure must leave the
+// registry and the heap as they were. Returns how many allocations it took.
+long failEachAllocation(ClrSpace from, ClrSpace to, ClrParams* p) {
+    for (long n = 0;; ++n) {
+        const size_t handles = quv::registryCount();
+        const long blocks = qt::livePrivateBlocks();
+        ClrHandle* h = nullptr;
+        qt::failAllocationsAfter(n);
+        const ClrStatus s = Quv_ClrInit(&h, from, to, p);
+        qt::failAllocationsAfter(-1);
+        if (s == CLR_SUCCESS) {
+            Quv_ClrFree(h);
+            return n;
+        }
+        EXPECT_TRUE(s == CLR_NO_MEMORY || s == CLR_FAILURE) << "allocation " << n << ": " << s;
+        EXPECT_EQ(h, nullptr);
+        EXPECT_EQ(quv::registryCount(), handles) << n;
+        EXPECT_EQ(qt::livePrivateBlocks(), blocks) << n;
+        if (n > 40) return -1;
+    }
+}
+
+TEST(InitParams, AFailureAtAnyAllocationLeavesNothingBehind) {
+    ClrLabParams lab{32, 0, 0, 100, 128, 170, 96, 200};
+    ClrParams withLab = params(CLR_METHOD_BUILTIN);
+    withLab.labParams = &lab;
+    EXPECT_GE(failEachAllocation(ClrSpaceLab, ClrSpaceRgb, &withLab), 5) << "handle, entry, white, two Lab records";
+
+    int32_t layout[1] = {0};
+    ClrYuvParams yuv{48, 0, 2, 2, 2, 2, layout, 16, 0, 1, 1};
+    ClrCmykParams cmyk{12, 500, 0};
+    ClrParams withInks = params(CLR_METHOD_BUILTIN);
+    withInks.yuvParams = &yuv;
+    withInks.cmykParams = &cmyk;
+    EXPECT_GE(failEachAllocation(ClrSpaceYuv, ClrSpaceCmyk, &withInks), 6);
+    EXPECT_GE(failEachAllocation(ClrSpaceYcck, ClrSpaceCmyk, &withInks), 5);
+
+    std::vector<uint8_t> profile;
+    {
+        std::ifstream in("/usr/share/color/icc/colord/sRGB.icc", std::ios::binary);
+        profile.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    ASSERT_FALSE(profile.empty());
+    ClrProfileBlock block{0, profile.data(), profile.size()};
+    ClrParams custom = params(CLR_METHOD_CUSTOM_ICC);
+    custom.inputProfileBlock = &block;
+    custom.outputProfileBlock = &block;
+    EXPECT_GE(failEachAllocation(ClrSpaceRgb, ClrSpaceBgr, &custom), 7) << "two blocks of two copies each";
+}
+
+TEST(SetParams, AFailedYuvUpdateGivesBackTheCmykRecordMadeBeforeIt) {
+    Handle h = make(ClrSpaceYuv, ClrSpaceCmyk, nullptr);
+    int32_t layout[8] = {};
+    ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 0, 0, 8};
+    ClrCmykParams cmyk{12, 700, 1};
+    ClrParams p = params(0, 16 | 32);
+    p.cmykParams = &cmyk;
+    p.yuvParams = &yuv;
+    const long blocks = qt::livePrivateBlocks();
+    qt::failAllocationsAfter(1);
+    const ClrStatus s = Quv_ClrSetConversionParams(h.get(), &p);
+    qt::failAllocationsAfter(-1);
+    EXPECT_EQ(s, CLR_NO_MEMORY);
+    EXPECT_EQ(h->cmykParams, nullptr);
+    EXPECT_EQ(h->yuvParams, nullptr);
+    EXPECT_EQ(qt::livePrivateBlocks(), blocks);
+}
+
+TEST(InitParams, CustomEmulationNeedsAnExistingTableFile) {
+    ClrParams p = params(CLR_METHOD_CUSTOM_EMULATION);
+    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    setPath(p.emulationTablePath, "/nonexistent/table.tif");
+    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    // A file that is not a table fails in the loader; a system error number
+    // would be reported as a read failure.
+    setPath(p.emulationTablePath, "/etc/hostname");
+    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_NOT_TIFF);
+    // A pair that takes no table loads nothing.
+    EXPECT_TRUE(make(ClrSpaceRgb, ClrSpaceCmyk, &p));
+}
+
+// ---- Quv_ClrSetConversionParams ----
+
+TEST(SetParams, ChecksInOrder) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), nullptr), CLR_INVALID_PARAMETER);
+    p.size = 1700;
+    EXPECT_EQ(Quv_ClrSetConversionParams(nullptr, &p), CLR_INVALID_STRUCT_SIZE);
+    p.size = CLR_PARAMS_SIZE_NO_FLAGS;
+    EXPECT_EQ(Quv_ClrSetConversionParams(nullptr, &p), CLR_INVALID_PARAMETER);
+    quvtest::MappedPages none(1, PROT_NONE);
+    EXPECT_EQ(Quv_ClrSetConversionParams(reinterpret_cast<ClrHandle*>(none.data()), &p), CLR_BAD_POINTER);
+    std::vector<uint8_t> fake(CLR_HANDLE_SIZE, 0);
+    EXPECT_EQ(Quv_ClrSetConversionParams(reinterpret_cast<ClrHandle*>(fake.data()), &p), CLR_INVALID_HANDLE);
+    quvtest::MappedPages pages(1);
+    auto* cut = reinterpret_cast<ClrParams*>(pages.tail(1000));
+    cut->size = CLR_PARAMS_SIZE;
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), cut), CLR_BAD_POINTER);
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS) << "no update bits: nothing to do";
+}
+
+TEST(SetParams, MethodUpdatesTestTheMaskForSingleMethodsOnly) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    ClrParams p = params(CLR_METHOD_ICC, 1);
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_METHOD);
+    EXPECT_EQ(h->activeMethod, uint32_t(CLR_METHOD_BUILTIN));
+    p.activeMethod = CLR_METHOD_CUSTOM_EMULATION;
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(h->activeMethod, uint32_t(CLR_METHOD_CUSTOM_EMULATION));
+}
+
+TEST(SetParams, CmykUpdatesMakeThenTakeTheLevelByItsMask) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    ClrCmykParams cmyk{12, 1000, 0};
+    ClrParams p = params(0, 16);
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER) << "no CMYK record";
+    p.cmykParams = &cmyk;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    ASSERT_NE(h->cmykParams, nullptr);
+    EXPECT_EQ(h->cmykParams->gcrLevel, 1000) << "the first update copies the record";
+    cmyk.gcrLevel = 300;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(h->cmykParams->gcrLevel, 1000) << "later ones need bit 0 of the record's mask";
+    cmyk.updateMask = 1;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(h->cmykParams->gcrLevel, 300);
+    Handle other = make(ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    EXPECT_EQ(Quv_ClrSetConversionParams(other.get(), &p), CLR_INVALID_METHOD);
+}
+
+TEST(SetParams, AFailureMidwayKeepsWhatWasApplied) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    ClrCmykParams cmyk{12, 800, 1};
+    ClrParams p = params(CLR_METHOD_BUILTIN, 1 | 16 | 64);  // method, CMYK, then Lab on a handle without Lab
+    p.cmykParams = &cmyk;
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_METHOD);
+    ASSERT_NE(h->cmykParams, nullptr);
+    EXPECT_EQ(h->cmykParams->gcrLevel, 800);
+}
+
+TEST(SetParams, YuvUpdatesLookAtTheCmykPointerAndBorrowTheFirstLayout) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    int32_t layout[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+    ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 1, 0, 8};
+    ClrParams p = params(0, 32);
+    p.yuvParams = &yuv;
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER);
+    ClrCmykParams unused{12, 0, 0};
+    p.cmykParams = &unused;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    ASSERT_NE(h->yuvParams, nullptr);
+    EXPECT_EQ(h->yuvParams->layout, layout) << "the caller's array, which the handle must not free";
+    yuv.updateMask = 1 | 64;
+    yuv.uHorizontal = 4;
+    yuv.fullRange = 0;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(h->yuvParams->uHorizontal, 4);
+    EXPECT_EQ(h->yuvParams->fullRange, 0);
+}
+
+TEST(SetParams, TheFirstLabUpdateIgnoresTheCallersRanges) {
+    Handle h = make(ClrSpaceLab, ClrSpaceRgb, nullptr);
+    ClrLabParams lab{32, 63, 10, 50, 100, 100, 100, 100};
+    ClrParams p = params(0, 64);
+    p.labParams = &lab;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    auto* t = static_cast<quv::kernels::LabDecodeTables*>(h->labFromTable);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(t->lRange, 100);
+    EXPECT_EQ(t->aOffset, 128);
+    EXPECT_EQ(t->whiteX, 96.421);
+    EXPECT_EQ(h->labToTable, nullptr) << "the encode record is never made here";
+    // The second takes the ranges whose bits are set, and rederives.
+    lab.updateMask = 2;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(t->lRange, 50);
+    EXPECT_EQ(t->lOffset, 0);
+    EXPECT_EQ(t->lScale, quv::kernels::roundFixed(50 / 29580.0 * 4096.0, 65536));
+}
+
+TEST(SetParams, WhitePointNeedsARecordAndRebuildsTransforms) {
+    Handle h = make(ClrSpaceRgb, ClrSpaceHsv, nullptr);
+    ClrParams p = params(0, 4);
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER);
+    ClrWhitePoint d65{65, 0, 0};
+    p.whitePoint = &d65;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    ASSERT_NE(h->whitePoint, nullptr);
+    EXPECT_EQ(h->whitePoint->code, 65u);
+}
+
+TEST(SetParams, EmulationFileResultsAreNotReported) {
+    Handle h = make(ClrSpaceCmyk, ClrSpaceRgb, nullptr);
+    ClrParams p = params(0, 8);
+    setPath(p.emulationTablePath, "/nonexistent.tif");
+    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
+    EXPECT_EQ(h->customTable, nullptr);
+    EXPECT_EQ(std::u16string(h->emulationPath), u"/nonexistent.tif");
+}
+
+}  // namespace
