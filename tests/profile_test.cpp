@@ -29,23 +29,23 @@ TEST(ProfileRecord, InitClearsTheNamedBytesAndSetsTheSize) {
     std::memset(&p, 0xAB, sizeof p);
     ASSERT_EQ(Quv_InitICCProfile(&p, 56), CLR_SUCCESS);
     EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(p.dataSize, 0u);
-    EXPECT_EQ(p.header, nullptr);
+    EXPECT_EQ(+p.dataSize, 0u);
+    EXPECT_EQ(+p.header, nullptr);
     EXPECT_EQ(p.tagCount, 0);
-    EXPECT_EQ(p.tagTable, nullptr);
-    EXPECT_EQ(p.tagData, nullptr);
-    EXPECT_EQ(p.image, nullptr);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_EQ(+p.image, nullptr);
 
     // A smaller size clears only its bytes, but the size field is always 56.
     std::memset(&p, 0xAB, sizeof p);
     ASSERT_EQ(Quv_InitICCProfile(&p, 12), CLR_SUCCESS);
     EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(p.dataSize, 0u);
-    EXPECT_EQ(p.tagDataSize, 0xABABABABABABABABu);
+    EXPECT_EQ(+p.dataSize, 0u);
+    EXPECT_EQ(+p.tagDataSize, 0xABABABABABABABABu);
     std::memset(&p, 0xAB, sizeof p);
     ASSERT_EQ(Quv_InitICCProfile(&p, 0), CLR_SUCCESS);
     EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(p.dataSize, 0xABABABABABABABABu);
+    EXPECT_EQ(+p.dataSize, 0xABABABABABABABABu);
 }
 
 TEST(ProfileRecord, InitRefusesNullAndOversizedRecords) {
@@ -64,8 +64,8 @@ TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
     IccHeader* header = sp->header;
     uint8_t* image = sp->image;
     ASSERT_EQ(Quv_InitICCProfile(sp.get(), 56), CLR_SUCCESS);
-    EXPECT_EQ(sp->header, nullptr);
-    EXPECT_EQ(sp->image, nullptr);
+    EXPECT_EQ(+sp->header, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
     // The record no longer knows them; they are released here by hand.
     quv::quvFree(header);
     quv::quvSharedFree(image);
@@ -82,13 +82,13 @@ TEST(ProfileRecord, FreeReleasesEveryBlockAndKeepsTheCounts) {
     Quv_FreeICCProfile(&p);
     EXPECT_EQ(qt::liveSharedBlocks(), shared - 1);        // the image
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);  // header, table, data
-    EXPECT_EQ(p.header, nullptr);
-    EXPECT_EQ(p.tagTable, nullptr);
-    EXPECT_EQ(p.tagData, nullptr);
-    EXPECT_EQ(p.image, nullptr);
+    EXPECT_EQ(+p.header, nullptr);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_EQ(+p.image, nullptr);
     EXPECT_EQ(p.tagCount, 5);
-    EXPECT_EQ(p.dataSize, bytes.size());
-    EXPECT_EQ(p.tagDataSize, bytes.size() - 132 - 60);
+    EXPECT_EQ(+p.dataSize, bytes.size());
+    EXPECT_EQ(+p.tagDataSize, bytes.size() - 132 - 60);
     EXPECT_EQ(p.structSize, 56u);
     Quv_FreeICCProfile(&p);  // a second call finds nothing to release
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);
@@ -103,12 +103,12 @@ TEST(ProfileRecord, FreeLeavesTableAndDataAloneWithoutTags) {
     uint8_t* data = p.tagData;
     Quv_FreeICCProfile(&p);
     Quv_ClrIntFreeTagList(&p);
-    EXPECT_EQ(p.tagTable, table);
-    EXPECT_EQ(p.tagData, data);
+    EXPECT_EQ(+p.tagTable, table);
+    EXPECT_EQ(+p.tagData, data);
     p.tagCount = 1;
     Quv_ClrIntFreeTagList(&p);
-    EXPECT_EQ(p.tagTable, nullptr);
-    EXPECT_EQ(p.tagData, nullptr);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
     EXPECT_EQ(p.tagCount, 1);
 }
 
@@ -117,9 +117,9 @@ TEST(ProfileRecord, FreeICCDataReleasesOnlyTheImage) {
     Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
     Quv_ClrIntFreeICCData(sp.get());
-    EXPECT_EQ(sp->image, nullptr);
-    EXPECT_EQ(sp->dataSize, 132u);
-    EXPECT_NE(sp->header, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
+    EXPECT_EQ(+sp->dataSize, 132u);
+    EXPECT_NE(+sp->header, nullptr);
 }
 
 TEST(ProfileBytes, GetReadsBigEndianInThirtyTwoBits) {
@@ -222,13 +222,13 @@ TEST(Header, InitSetsTheDefaultsAndBuildsNoImage) {
     EXPECT_EQ(h.deviceClass, 0u);
     EXPECT_EQ(h.renderingIntent, 0u);
     EXPECT_EQ(h.dateTime.year, 0);
-    EXPECT_EQ(sp->image, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
 
     // An existing header is reused and cleared.
     IccHeader* before = sp->header;
     sp->header->creator = 77;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
-    EXPECT_EQ(sp->header, before);
+    EXPECT_EQ(+sp->header, before);
     EXPECT_EQ(sp->header->creator, 0u);
 }
 
@@ -236,8 +236,8 @@ TEST(Header, TheFirstSetterBuildsAnImageOfTheHeaderAlone) {
     ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_SetICCCMMType(sp.get(), sig("quvc")), CLR_SUCCESS);
-    ASSERT_NE(sp->image, nullptr);
-    ASSERT_EQ(sp->dataSize, 132u);
+    ASSERT_NE(+sp->image, nullptr);
+    ASSERT_EQ(+sp->dataSize, 132u);
     const uint8_t* im = sp->image;
     EXPECT_EQ(be32(im), 132u);
     EXPECT_EQ(be32(im + 4), sig("quvc"));
@@ -323,7 +323,7 @@ TEST(Header, ARefusedValueLeavesHeaderAndImageAlone) {
     const std::vector<uint8_t> before = imageOf(sp.p);
     EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 9), CLR_INVALID_PARAMETER);
     EXPECT_EQ(sp->header->renderingIntent, 2u);
-    EXPECT_EQ(sp->image, image);
+    EXPECT_EQ(+sp->image, image);
     EXPECT_EQ(imageOf(sp.p), before);
 }
 
@@ -359,7 +359,7 @@ TEST(Header, ConnectionSpaceNeedsAClassAndDependsOnIt) {
     uint8_t* image = sp->image;
     ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("RGB ")), CLR_SUCCESS);
     EXPECT_EQ(sp->header->connectionSpace, sig("RGB "));
-    EXPECT_EQ(sp->image, image);
+    EXPECT_EQ(+sp->image, image);
     EXPECT_EQ(be32(sp->image + 20), sig("XYZ "));
     EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("QQQQ")), CLR_INVALID_PARAMETER);
     // The next change brings the image up to date.
@@ -403,7 +403,7 @@ TEST(Header, OutOfMemoryKeepsTheNewValueAndTheOldImage) {
         EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
     }
     EXPECT_EQ(sp->header->creator, 2u);
-    EXPECT_EQ(sp->image, image);
+    EXPECT_EQ(+sp->image, image);
     EXPECT_EQ(be32(sp->image + 80), 1u);
 }
 
@@ -415,7 +415,7 @@ TEST(ParseMemory, RefusesNullArgumentsAndEmptyBuffers) {
     EXPECT_EQ(Quv_FillICCProfileStructure(nullptr, bytes.data(), bytes.size()), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), nullptr, bytes.size()), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), 0), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(sp->image, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
 }
 
 TEST(ParseMemory, DecodesHeaderTableAndData) {
@@ -441,11 +441,11 @@ TEST(ParseMemory, DecodesHeaderTableAndData) {
     EXPECT_EQ(sp->tagTable[0].offset, 132u + 60);
     EXPECT_EQ(sp->tagTable[0].size, 12u);
     EXPECT_EQ(sp->tagTable[4].signature, sig("rTRC"));
-    EXPECT_EQ(sp->tagDataSize, bytes.size() - 192);
+    EXPECT_EQ(+sp->tagDataSize, bytes.size() - 192);
     EXPECT_EQ(std::memcmp(sp->tagData, bytes.data() + 192, sp->tagDataSize), 0);
-    EXPECT_EQ(sp->dataSize, bytes.size());
+    EXPECT_EQ(+sp->dataSize, bytes.size());
     EXPECT_EQ(imageOf(sp.p), bytes);
-    EXPECT_NE(sp->image, bytes.data());
+    EXPECT_NE(+sp->image, bytes.data());
 }
 
 TEST(ParseMemory, TrustsSignatureVersionAndClasses) {
@@ -479,16 +479,16 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     putBe32(bytes, 0, 100);
     ScopedProfile sp;
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->dataSize, 200u);
+    EXPECT_EQ(+sp->dataSize, 200u);
     EXPECT_EQ(sp->header->size, 100u);
     EXPECT_EQ(imageOf(sp.p), bytes);
     EXPECT_EQ(sp->tagCount, 0);
-    EXPECT_EQ(sp->tagTable, nullptr);
-    EXPECT_EQ(sp->tagData, nullptr);
+    EXPECT_EQ(+sp->tagTable, nullptr);
+    EXPECT_EQ(+sp->tagData, nullptr);
     // A rebuild of a header that declares less than 132 bytes stays inside
     // its 100 bytes.
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 9), CLR_SUCCESS);
-    EXPECT_EQ(sp->dataSize, 100u);
+    EXPECT_EQ(+sp->dataSize, 100u);
     EXPECT_EQ(be32(sp->image + 80), 9u);
 }
 
@@ -500,8 +500,8 @@ TEST(ParseMemory, ParsingTheHeldImageCopiesNothing) {
     uint8_t* image = sp->image;
     const long shared = qt::liveSharedBlocks();
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
-    EXPECT_EQ(sp->image, image);
-    EXPECT_EQ(sp->dataSize, 160u);
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(+sp->dataSize, 160u);
     EXPECT_EQ(sp->header->size, 132u);
     EXPECT_EQ(qt::liveSharedBlocks(), shared);
 }
@@ -510,13 +510,13 @@ TEST(ParseMemory, ADeclaredSizeBeyondTheBufferIsUndone) {
     std::vector<uint8_t> bytes = smallProfile();
     ScopedProfile sp;
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    EXPECT_EQ(sp->image, nullptr);
-    EXPECT_EQ(sp->header, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
+    EXPECT_EQ(+sp->header, nullptr);
 
     // A header that was there before stays, with the declared size.
     Quv_InitICCHeader(sp.get());
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    ASSERT_NE(sp->header, nullptr);
+    ASSERT_NE(+sp->header, nullptr);
     EXPECT_EQ(sp->header->size, bytes.size());
 }
 
@@ -529,7 +529,7 @@ TEST(ParseMemory, EveryTruncationGivesAStatusAndLeaksNothing) {
         std::vector<uint8_t> cut(bytes.begin(), bytes.begin() + n);
         ScopedProfile sp;
         EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), cut.data(), n), CLR_EPS_PROFILE_MALFORMED) << n;
-        EXPECT_EQ(sp->image, nullptr);
+        EXPECT_EQ(+sp->image, nullptr);
     }
     EXPECT_EQ(qt::liveSharedBlocks(), shared);
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks);
@@ -548,7 +548,7 @@ TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
     ScopedProfile sp;
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
     EXPECT_EQ(sp->tagCount, -1);
-    EXPECT_EQ(sp->tagTable, nullptr);
+    EXPECT_EQ(+sp->tagTable, nullptr);
 }
 
 TEST(ParseMemory, OutOfMemoryGivesFailure) {
@@ -563,7 +563,7 @@ TEST(ParseMemory, OutOfMemoryGivesFailure) {
         }
         EXPECT_EQ(status, successes < 4 ? CLR_FAILURE : CLR_SUCCESS) << successes;
         if (successes < 4) {
-            EXPECT_EQ(sp->tagTable, nullptr);
+            EXPECT_EQ(+sp->tagTable, nullptr);
         }
     }
 }
@@ -589,15 +589,15 @@ TEST(Generate, PointerChecksTheSizesAndRebuilds) {
     uint8_t* image = sp->image;
     sp->header->size += 1;
     EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
-    EXPECT_EQ(sp->image, image);
-    EXPECT_EQ(sp->dataSize, bytes.size());
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(+sp->dataSize, bytes.size());
 }
 
 TEST(Generate, AnEmptyProfileIsItsHeaderAndCount) {
     ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
-    ASSERT_EQ(sp->dataSize, 132u);
+    ASSERT_EQ(+sp->dataSize, 132u);
     EXPECT_EQ(be32(sp->image), 132u);
     EXPECT_EQ(be32(sp->image + 128), 0u);
 }
@@ -646,7 +646,7 @@ TEST(ParseFile, LoadsAFileThroughBothNames) {
     const std::u16string wide = plain.wide();
     ScopedProfile again;
     ASSERT_EQ(Quv_FillICCProfileFromICCFile(wide.c_str(), again.get()), CLR_SUCCESS);
-    EXPECT_EQ(again->dataSize, bytes.size() - 40);
+    EXPECT_EQ(+again->dataSize, bytes.size() - 40);
 }
 
 TEST(ParseFile, RefusesMissingArgumentsAndFiles) {
@@ -694,7 +694,7 @@ TEST(ParseFile, EveryTruncatedFileGivesAStatus) {
         ScopedProfile sp;
         const ClrStatus status = Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get());
         EXPECT_EQ(status, n < 128 ? CLR_FILE_READ_FAILED : CLR_INVALID_PROFILE) << n;
-        EXPECT_EQ(sp->image, nullptr);
+        EXPECT_EQ(+sp->image, nullptr);
     }
 }
 

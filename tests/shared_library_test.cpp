@@ -23,6 +23,8 @@ const std::set<std::string> kExports = {
     "Quv_FillICCProfileFromICCFile", "Quv_FillICCProfileFromICCFileA", "Quv_GenerateICCPointer",
     "Quv_GenerateICCFile", "Quv_GenerateICCFileA", "Quv_GetICCTagTypeSig", "Quv_DoubleTo2bFixed2bNumber",
     "Quv_2bFixed2bNumberToDouble", "Quv_DoubleToU8Fixed8Number", "Quv_U8Fixed8NumberToDouble",
+    // tags
+    "Quv_GetICCTagData", "Quv_SetICCTagData", "Quv_CreateICCTagData", "Quv_DeleteICCTag", "Quv_FreeICCTagType",
 };
 
 std::set<std::string> definedDynamicSymbols() {
