@@ -13,9 +13,20 @@
 namespace {
 
 const std::set<std::string> kExports = {
-    "Quv_ClrInit",          "Quv_ClrFree",      "Quv_ClrIsValid",
-    "Quv_ClrConvert",       "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile",
-    "Quv_ClrSetConversionParams", "SetResModule",
+    // conversion
+    "Quv_ClrInit", "Quv_ClrFree", "Quv_ClrIsValid", "Quv_ClrSetConversionParams", "Quv_ClrConvert",
+    "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile", "SetResModule",
+    // profile record, header, file image and numbers
+    "Quv_InitICCProfile", "Quv_FreeICCProfile", "Quv_ClrIntFreeTagList", "Quv_ClrIntFreeICCData",
+    "Quv_ClrIntIccGetBytes", "Quv_ClrIntIccSetBytes", "Quv_InitICCHeader", "Quv_SetICCProfileId", "Quv_SetICCCMMType",
+    "Quv_SetICCDeviceClass", "Quv_SetICCColorSpace", "Quv_SetICCConnectionSpace", "Quv_SetICCPrimaryPlatform",
+    "Quv_SetICCFlags", "Quv_SetICCDevManufacturer", "Quv_SetICCDevModel", "Quv_SetICCDeviceAttributes",
+    "Quv_SetICCRenderingIntent", "Quv_SetICCCreator", "Quv_SetICCDateTime", "Quv_FillICCProfileStructure",
+    "Quv_FillICCProfileFromICCFile", "Quv_FillICCProfileFromICCFileA", "Quv_GenerateICCPointer",
+    "Quv_GenerateICCFile", "Quv_GenerateICCFileA", "Quv_GetICCTagTypeSig", "Quv_DoubleTo2bFixed2bNumber",
+    "Quv_2bFixed2bNumberToDouble", "Quv_DoubleToU8Fixed8Number", "Quv_U8Fixed8NumberToDouble",
+    // tags
+    "Quv_GetICCTagData", "Quv_SetICCTagData", "Quv_CreateICCTagData", "Quv_DeleteICCTag", "Quv_FreeICCTagType",
 };
 
 std::set<std::string> definedDynamicSymbols() {

@@ -27,8 +27,14 @@
 #else
 #define QUV_ASSERT_JOIN2(a, b) a##b
 #define QUV_ASSERT_JOIN(a, b) QUV_ASSERT_JOIN2(a, b)
+/* Each check names its own typedef: line numbers repeat across headers. */
+#ifdef __COUNTER__
+#define QUV_ASSERT_ID __COUNTER__
+#else
+#define QUV_ASSERT_ID __LINE__
+#endif
 #define QUV_STATIC_ASSERT(cond, msg) \
-    typedef char QUV_ASSERT_JOIN(quv_static_assert_, __LINE__)[(cond) ? 1 : -1]
+    typedef char QUV_ASSERT_JOIN(quv_static_assert_, QUV_ASSERT_ID)[(cond) ? 1 : -1]
 #endif
 
 /* Wide text is UTF-16: 16-bit code units, the same bytes as char16_t. */

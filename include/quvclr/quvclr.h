@@ -6,5 +6,7 @@
 #include "status.h"
 #include "conversion.h"
 #include "bitmap.h"
+#include "profile.h"
+#include "tags.h"
 
 #endif

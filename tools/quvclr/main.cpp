@@ -3,6 +3,7 @@
 
 #include <quvclr/quvclr.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -57,6 +58,7 @@ const char* statusName(ClrStatus status) {
         {CLR_ICC_SPACE_MISMATCH, "space not served"},
         {CLR_FILE_NOT_FOUND, "file not found"},
         {CLR_FILE_READ_FAILED, "read failed"},
+        {CLR_FILE_CREATE_FAILED, "file could not be opened"},
         {CLR_PROFILE_OPEN_FAILED, "profile could not be opened"},
         {CLR_INVALID_PROFILE_SET, "no usable profile"},
         {CLR_TRANSFORM_LINK_FAILED, "profiles could not be linked"},
@@ -64,6 +66,12 @@ const char* statusName(ClrStatus status) {
         {CLR_NOT_TIFF, "not a TIFF file"},
         {CLR_INVALID_FORMAT, "invalid format"},
         {CLR_INVALID_BITS_PER_PIXEL, "table of the wrong kind"},
+        {CLR_EPS_PROFILE_MALFORMED, "malformed profile image"},
+        {CLR_TAG_UNKNOWN_SIGNATURE, "unknown tag signature"},
+        {CLR_TAG_UNKNOWN_TYPE, "type carried as raw bytes"},
+        {CLR_TAG_UNKNOWN_BOTH, "unknown signature, type carried as raw bytes"},
+        {CLR_INVALID_PROFILE, "not a valid ICC profile"},
+        {CLR_TAG_NOT_FOUND, "tag not found"},
     };
     auto it = names.find(status);
     return it == names.end() ? "failure" : it->second;
@@ -231,7 +239,153 @@ void usage() {
         "      --out-profile FILE       destination ICC profile (method custom)\n"
         "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
         "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
-        "  quvclr spaces                list the colour spaces\n");
+        "  quvclr spaces                list the colour spaces\n"
+        "  quvclr profile FILE          print an ICC profile: header, tag table and decoded tags\n");
+}
+
+// ---- profiles ----
+
+std::string sigText(uint32_t sig) {
+    if (sig == 0) return "0";
+    std::string s;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        const char c = static_cast<char>(sig >> shift);
+        s += (c >= 32 && c < 127) ? c : '.';
+    }
+    return "\"" + s + "\"";
+}
+
+double s15(uint32_t v) { return Quv_2bFixed2bNumberToDouble(v); }
+
+void printHeader(const IccHeader& h) {
+    std::printf("header\n");
+    std::printf("  size               %u bytes\n", h.size);
+    std::printf("  cmm                %s\n", sigText(h.cmmType).c_str());
+    std::printf("  version            %u.%u.%u (0x%08x)\n", h.version >> 24, (h.version >> 20) & 15,
+                (h.version >> 16) & 15, h.version);
+    std::printf("  class              %s\n", sigText(h.deviceClass).c_str());
+    std::printf("  colour space       %s\n", sigText(h.colorSpace).c_str());
+    std::printf("  connection space   %s\n", sigText(h.connectionSpace).c_str());
+    std::printf("  created            %04u-%02u-%02u %02u:%02u:%02u\n", h.dateTime.year, h.dateTime.month,
+                h.dateTime.day, h.dateTime.hours, h.dateTime.minutes, h.dateTime.seconds);
+    std::printf("  signature          %s\n", sigText(h.signature).c_str());
+    std::printf("  platform           %s\n", sigText(h.primaryPlatform).c_str());
+    std::printf("  flags              0x%08x\n", h.flags);
+    std::printf("  manufacturer       %s\n", sigText(h.manufacturer).c_str());
+    std::printf("  model              0x%08x\n", h.model);
+    std::printf("  attributes         0x%016llx\n", static_cast<unsigned long long>(h.attributes));
+    std::printf("  rendering intent   %u\n", h.renderingIntent);
+    std::printf("  illuminant         %.6f %.6f %.6f\n", s15(uint32_t(h.illuminantX)), s15(uint32_t(h.illuminantY)),
+                s15(uint32_t(h.illuminantZ)));
+    std::printf("  creator            %s\n", sigText(h.creator).c_str());
+    std::printf("  profile id         ");
+    for (uint8_t b : h.profileId) std::printf("%02x", b);
+    std::printf("\n");
+}
+
+// A few values of an array, and how many more there are.
+template <class T, class Print>
+void printValues(const T* values, uint32_t count, Print print) {
+    const uint32_t shown = std::min<uint32_t>(count, 9);
+    for (uint32_t i = 0; i < shown; ++i) {
+        std::printf(i ? " " : "");
+        print(values[i]);
+    }
+    if (count > shown) std::printf(" ... (%u in all)", count);
+}
+
+void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
+    switch (type) {
+    case ICC_TYPE_TEXT: {
+        // The record has no length: the block holds the tag's bytes behind
+        // its head and need not end in a zero. Up to the first zero or line end.
+        std::string text;
+        const uint32_t length = tagSize - 8;
+        for (uint32_t i = 0; i < length && r.text.text[i] && r.text.text[i] != '\n' && text.size() < 100; ++i)
+            text += r.text.text[i];
+        std::printf("\"%s\"", text.c_str());
+        break;
+    }
+    case ICC_TYPE_DATA:
+        std::printf("%s, %u bytes:", r.data.flag == 0 ? "ascii" : "binary", r.data.size);
+        printValues(r.data.bytes, std::min<uint32_t>(r.data.size, 16), [](uint8_t b) { std::printf(" %02x", b); });
+        break;
+    case ICC_TYPE_SIG:
+        std::printf("%s", sigText(r.sig.value).c_str());
+        break;
+    case ICC_TYPE_UINT8:
+        printValues(r.uint8Array.values, r.uint8Array.count, [](uint8_t v) { std::printf("%u", v); });
+        break;
+    case ICC_TYPE_UINT16:
+        printValues(r.uint16Array.values, r.uint16Array.count, [](uint16_t v) { std::printf("%u", v); });
+        break;
+    case ICC_TYPE_UINT32:
+        printValues(r.uint32Array.values, r.uint32Array.count, [](uint32_t v) { std::printf("%u", v); });
+        break;
+    case ICC_TYPE_UINT64:
+        printValues(r.uint64Array.values, r.uint64Array.count,
+                    [](uint64_t v) { std::printf("%llu", static_cast<unsigned long long>(v)); });
+        break;
+    case ICC_TYPE_U16F16:
+        printValues(r.u16Fixed16Array.values, r.u16Fixed16Array.count, [](uint32_t v) { std::printf("%.5f", s15(v)); });
+        break;
+    case ICC_TYPE_S15F16:
+        // Shown signed: the element holds the encoded number.
+        printValues(r.s15Fixed16Array.values, r.s15Fixed16Array.count,
+                    [](uint32_t v) { std::printf("%.5f", static_cast<int32_t>(v) / 65536.0); });
+        break;
+    case ICC_TYPE_XYZ:
+        printValues(r.xyz.values, r.xyz.count, [](const IccXYZNumber& v) {
+            std::printf("(%.5f %.5f %.5f)", static_cast<int32_t>(v.x) / 65536.0, static_cast<int32_t>(v.y) / 65536.0,
+                        static_cast<int32_t>(v.z) / 65536.0);
+        });
+        break;
+    default:
+        std::printf("%u bytes, not decoded", r.unknown.size);
+        break;
+    }
+}
+
+int printProfile(const char* path) {
+    IccProfile profile;
+    Quv_InitICCProfile(&profile, sizeof profile);
+    const ClrStatus status = Quv_FillICCProfileFromICCFileA(path, &profile);
+    if (status != CLR_SUCCESS) {
+        std::fprintf(stderr, "quvclr profile: %s: %s (%d)\n", path, statusName(status), status);
+        Quv_FreeICCProfile(&profile);
+        return 1;
+    }
+    std::printf("%s: %llu bytes\n", path, static_cast<unsigned long long>(profile.dataSize));
+    printHeader(*profile.header);
+    const IccTagEntry* table = profile.tagTable;
+    std::printf("\n%d tags\n  %-3s %-6s %10s %10s  %-6s  %s\n", profile.tagCount, "#", "tag", "offset", "size",
+                "type", "value");
+    for (int i = 0; i < profile.tagCount; ++i) {
+        const IccTagEntry row = table[i];
+        const uint32_t type = Quv_GetICCTagTypeSig(&profile, row.signature);
+        std::printf("  %-3d %-6s %10u %10u  %-6s  ", i, sigText(row.signature).c_str(), row.offset, row.size,
+                    sigText(type).c_str());
+        // Get reads the first row of a signature; a later twin shows its row only.
+        bool first = true;
+        for (int j = 0; j < i; ++j) first = first && table[j].signature != row.signature;
+        IccTagRecord record;
+        const ClrStatus got = first ? Quv_GetICCTagData(&profile, &record, row.signature) : CLR_SUCCESS;
+        if (!first) {
+            std::printf("(signature listed twice)\n");
+            continue;
+        }
+        if (got == CLR_SUCCESS || got == CLR_TAG_UNKNOWN_SIGNATURE || got == CLR_TAG_UNKNOWN_TYPE ||
+            got == CLR_TAG_UNKNOWN_BOTH) {
+            printTagValue(record, got == CLR_TAG_UNKNOWN_TYPE || got == CLR_TAG_UNKNOWN_BOTH ? 0 : type, row.size);
+            if (got != CLR_SUCCESS) std::printf("  [%s]", statusName(got));
+            Quv_FreeICCTagType(&record, type);
+        } else {
+            std::printf("[%s (%d)]", statusName(got), got);
+        }
+        std::printf("\n");
+    }
+    Quv_FreeICCProfile(&profile);
+    return 0;
 }
 
 int listSpaces() {
@@ -327,6 +481,13 @@ int main(int argc, char** argv) {
     const std::string verb = argv[1];
     if (verb == "convert") return convert(argc - 2, argv + 2);
     if (verb == "spaces") return listSpaces();
+    if (verb == "profile") {
+        if (argc != 3) {
+            usage();
+            return 2;
+        }
+        return printProfile(argv[2]);
+    }
     if (verb == "--help" || verb == "-h" || verb == "help") {
         usage();
         return 0;

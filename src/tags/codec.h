@@ -1,0 +1,71 @@
+// The tag codecs and what they share. Each tag type has one entry in a table
+// keyed by its type signature; the five tag operations look the type up there
+// and know nothing of any type themselves.
+#pragma once
+
+#include "profile/store.h"
+
+#include <quvclr/tags.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace quv {
+
+// One tag's bytes as Get finds them: `size` by its row (at least the eight
+// bytes of type signature and reserved word), and `available` from the first
+// byte to the end of the data image (at least `size`).
+struct TagBytes {
+    const uint8_t* data;
+    uint32_t size;
+    uint64_t available;
+};
+
+struct TagCodec {
+    uint32_t type;
+    // Get: the tag's bytes into a host-order record.
+    ClrStatus (*decode)(const TagBytes& tag, IccTagRecord* out);
+    // Create, and the first half of Set: a host-order record into a
+    // wire-order one whose blocks are new.
+    ClrStatus (*encode)(const IccTagRecord* in, IccTagRecord* out);
+    // The second half of Set: the wire-order record appended to the profile
+    // as tag `tagSig`, with the type's size and padding. `in` is the record
+    // the wire-order one was made from.
+    ClrStatus (*store)(IccProfile* profile, uint32_t tagSig, const IccTagRecord* in, const IccTagRecord* wire);
+    // Releases what a record of either order points to, nulling the pointers.
+    void (*release)(IccTagRecord* record);
+};
+
+// The codec of a type, or null for a type without one.
+const TagCodec* findTagCodec(uint32_t type);
+
+// The entries of each family, listed in the table in access.cpp.
+extern const TagCodec kTextCodec;
+extern const TagCodec kDataCodec;
+extern const TagCodec kSignatureCodec;
+extern const TagCodec kUInt8ArrayCodec;
+extern const TagCodec kUInt16ArrayCodec;
+extern const TagCodec kUInt32ArrayCodec;
+extern const TagCodec kUInt64ArrayCodec;
+extern const TagCodec kU16Fixed16ArrayCodec;
+extern const TagCodec kS15Fixed16ArrayCodec;
+extern const TagCodec kXyzCodec;
+
+// Reserves a new tag of `size` bytes followed by `pad` zero bytes (1 to 4, 4
+// meaning none) and gives where its bytes go. `writes` is the number of bytes
+// the codec will put there: a size that wrapped below it in 32 bits is
+// refused with CLR_INVALID_PARAMETER, since the codec would write past the
+// reservation. When memory runs out the result is `noMemory`.
+ClrStatus reserveTag(IccProfile* profile, uint32_t tagSig, uint32_t size, uint32_t pad, uint64_t writes,
+                     ClrStatus noMemory, uint8_t** out);
+
+// The eight head bytes of a tag: type signature and a zero reserved word.
+inline void writeTagHead(uint8_t* p, uint32_t type) {
+    writeBe32(p, type);
+    writeBe32(p + 4, 0);
+}
+
+// Pad count of an element of `size` bytes: 4 - (size mod 4), where 4 is none.
+inline uint32_t padFor(uint32_t size) { return 4 - (size & 3); }
+
+}  // namespace quv

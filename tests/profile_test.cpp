@@ -1,0 +1,742 @@
+// The profile store: the record and its lifetime, the number helpers, the
+// header and its setters, the fixed-point encodings, and the file image in
+// memory and on disk, including truncated and corrupted images.
+#include "icc_support.h"
+
+#include "platform/memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using namespace quvtest;
+namespace qt = quv::testing;
+
+struct AllocationFailure {
+    explicit AllocationFailure(long successes) { qt::failAllocationsAfter(successes); }
+    ~AllocationFailure() { qt::failAllocationsAfter(-1); }
+};
+
+std::vector<uint8_t> imageOf(const IccProfile& p) { return std::vector<uint8_t>(p.image, p.image + p.dataSize); }
+
+// ---- record and lifetime ----
+
+TEST(ProfileRecord, InitClearsTheNamedBytesAndSetsTheSize) {
+    IccProfile p;
+    std::memset(&p, 0xAB, sizeof p);
+    ASSERT_EQ(Quv_InitICCProfile(&p, 56), CLR_SUCCESS);
+    EXPECT_EQ(p.structSize, 56u);
+    EXPECT_EQ(+p.dataSize, 0u);
+    EXPECT_EQ(+p.header, nullptr);
+    EXPECT_EQ(p.tagCount, 0);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_EQ(+p.image, nullptr);
+
+    // A smaller size clears only its bytes, but the size field is always 56.
+    std::memset(&p, 0xAB, sizeof p);
+    ASSERT_EQ(Quv_InitICCProfile(&p, 12), CLR_SUCCESS);
+    EXPECT_EQ(p.structSize, 56u);
+    EXPECT_EQ(+p.dataSize, 0u);
+    EXPECT_EQ(+p.tagDataSize, 0xABABABABABABABABu);
+    std::memset(&p, 0xAB, sizeof p);
+    ASSERT_EQ(Quv_InitICCProfile(&p, 0), CLR_SUCCESS);
+    EXPECT_EQ(p.structSize, 56u);
+    EXPECT_EQ(+p.dataSize, 0xABABABABABABABABu);
+}
+
+TEST(ProfileRecord, InitRefusesNullAndOversizedRecords) {
+    EXPECT_EQ(Quv_InitICCProfile(nullptr, 56), CLR_INVALID_PARAMETER);
+    IccProfile p;
+    std::memset(&p, 0x5A, sizeof p);
+    EXPECT_EQ(Quv_InitICCProfile(&p, 57), CLR_INVALID_STRUCT_SIZE);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&p);
+    for (size_t i = 0; i < sizeof p; ++i) ASSERT_EQ(bytes[i], 0x5A) << "byte " << i;
+}
+
+TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), sig("quvc")), CLR_SUCCESS);
+    IccHeader* header = sp->header;
+    uint8_t* image = sp->image;
+    ASSERT_EQ(Quv_InitICCProfile(sp.get(), 56), CLR_SUCCESS);
+    EXPECT_EQ(+sp->header, nullptr);
+    EXPECT_EQ(+sp->image, nullptr);
+    // The record no longer knows them; they are released here by hand.
+    quv::quvFree(header);
+    quv::quvSharedFree(image);
+}
+
+TEST(ProfileRecord, FreeReleasesEveryBlockAndKeepsTheCounts) {
+    IccProfile p;
+    Quv_InitICCProfile(&p, sizeof p);
+    const std::vector<uint8_t> bytes = smallProfile();
+    std::vector<uint8_t> copy = bytes;
+    ASSERT_EQ(Quv_FillICCProfileStructure(&p, copy.data(), copy.size()), CLR_SUCCESS);
+    const long shared = qt::liveSharedBlocks();
+    const long privateBlocks = qt::livePrivateBlocks();
+    Quv_FreeICCProfile(&p);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared - 1);        // the image
+    EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);  // header, table, data
+    EXPECT_EQ(+p.header, nullptr);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_EQ(+p.image, nullptr);
+    EXPECT_EQ(p.tagCount, 5);
+    EXPECT_EQ(+p.dataSize, bytes.size());
+    EXPECT_EQ(+p.tagDataSize, bytes.size() - 132 - 60);
+    EXPECT_EQ(p.structSize, 56u);
+    Quv_FreeICCProfile(&p);  // a second call finds nothing to release
+    EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);
+}
+
+TEST(ProfileRecord, FreeLeavesTableAndDataAloneWithoutTags) {
+    IccProfile p;
+    Quv_InitICCProfile(&p, sizeof p);
+    p.tagTable = static_cast<IccTagEntry*>(quv::quvMalloc(1, sizeof(IccTagEntry)));
+    p.tagData = static_cast<uint8_t*>(quv::quvMalloc(4, 1));
+    IccTagEntry* table = p.tagTable;
+    uint8_t* data = p.tagData;
+    Quv_FreeICCProfile(&p);
+    Quv_ClrIntFreeTagList(&p);
+    EXPECT_EQ(+p.tagTable, table);
+    EXPECT_EQ(+p.tagData, data);
+    p.tagCount = 1;
+    Quv_ClrIntFreeTagList(&p);
+    EXPECT_EQ(+p.tagTable, nullptr);
+    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_EQ(p.tagCount, 1);
+}
+
+TEST(ProfileRecord, FreeICCDataReleasesOnlyTheImage) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
+    Quv_ClrIntFreeICCData(sp.get());
+    EXPECT_EQ(+sp->image, nullptr);
+    EXPECT_EQ(+sp->dataSize, 132u);
+    EXPECT_NE(+sp->header, nullptr);
+}
+
+TEST(ProfileBytes, GetReadsBigEndianInThirtyTwoBits) {
+    const uint8_t b[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 8), 0x05060708u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 5), 0x02030405u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 4), 0x01020304u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 2), 0x0102u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 1), 1u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 0), 0u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 9), 0u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, -1), 0u);
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(nullptr, 4), 0u);
+}
+
+TEST(ProfileBytes, SetWritesAllSixtyFourBits) {
+    uint8_t b[9] = {};
+    ASSERT_EQ(Quv_ClrIntIccSetBytes(b, 0x0102030405060708u, 8), CLR_SUCCESS);
+    const uint8_t want[9] = {1, 2, 3, 4, 5, 6, 7, 8, 0};
+    EXPECT_EQ(std::memcmp(b, want, 9), 0);
+    // The pair is asymmetric: the eight bytes do not come back whole.
+    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 8), 0x05060708u);
+
+    ASSERT_EQ(Quv_ClrIntIccSetBytes(b, 0xAABBCC, 2), CLR_SUCCESS);
+    EXPECT_EQ(b[0], 0xBB);
+    EXPECT_EQ(b[1], 0xCC);
+    EXPECT_EQ(b[2], 3);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 1, 0), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 1, 9), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(nullptr, 1, 4), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 0xFFFF, -2), CLR_SUCCESS);
+    EXPECT_EQ(b[0], 0xBB);
+}
+
+// ---- fixed-point numbers ----
+
+struct Encoded {
+    double value;
+    uint32_t bits;
+};
+
+TEST(FixedPoint, S15Fixed16IsBuiltDigitByDigit) {
+    const Encoded cases[] = {
+        {0.0, 0},          {1.0, 0x10000},     {3.0, 0x30000},   {0.5, 0x8},         {0.25, 0x4},
+        {0.75, 0xC},       {0.625, 0xA},       {1.5, 0x18},      {2.25, 0x24},       {0.9642, 0xF6D6},
+        {0.64, 0xA3D7},    {0.8249, 0xD32D},   {0.999999, 0xFFF0}, {65536.0, 0},     {0.0625, 1},
+        {1.0625, 0x11},    {-1.5, 0xFFFF0000}, {-0.25, 0},       {-1.0, 0xFFFF0000}, {-2.0, 0xFFFE0000},
+    };
+    for (const Encoded& c : cases) EXPECT_EQ(Quv_DoubleTo2bFixed2bNumber(c.value), c.bits) << c.value;
+}
+
+TEST(FixedPoint, U8Fixed8IsBuiltDigitByDigitInSixteenBits) {
+    const Encoded cases[] = {
+        {1.0, 0x0100}, {2.2, 0x0233},   {1.8, 0x01CD},   {0.5, 0x0008}, {1.5, 0x0018},
+        {1.03125, 0x0108}, {0.9999, 0x00F0}, {255.0, 0xFF00}, {256.0, 0}, {0.0, 0},
+    };
+    for (const Encoded& c : cases) EXPECT_EQ(Quv_DoubleToU8Fixed8Number(c.value), c.bits) << c.value;
+}
+
+TEST(FixedPoint, DecodingReadsEveryDigitAndIgnoresTheSign) {
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0x00010000), 1.0);
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0xF6D6), 0.964202880859375);
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0xFFFF0000), 65535.0);
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(-1.0)), 65535.0);
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(0.5)), 0.0001220703125);
+    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0x00028000), 2.5);
+    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0x0233), 2.19921875);
+    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0xFF80), 255.5);
+    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0x0001), 1.0 / 256);
+}
+
+TEST(FixedPoint, WholeNumbersAndFourDigitFractionsRoundTrip) {
+    for (double v : {0.0, 1.0, 7.0, 255.0, 32767.0}) {
+        EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(v)), v);
+        if (v <= 255) {
+            EXPECT_EQ(Quv_U8Fixed8NumberToDouble(uint16_t(Quv_DoubleToU8Fixed8Number(v))), v);
+        }
+    }
+    EXPECT_NEAR(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(0.9642)), 0.9642, 1.0 / 65536);
+    EXPECT_NEAR(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(12.3456)), 12.3456, 1.0 / 65536);
+    // Out-of-range values have no settled bits, but they are computed without
+    // faulting.
+    Quv_DoubleTo2bFixed2bNumber(1e300);
+    Quv_DoubleToU8Fixed8Number(40000.5);
+}
+
+// ---- header ----
+
+TEST(Header, InitSetsTheDefaultsAndBuildsNoImage) {
+    EXPECT_EQ(Quv_InitICCHeader(nullptr), CLR_INVALID_PARAMETER);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    const IccHeader& h = *sp->header;
+    EXPECT_EQ(h.size, 132u);
+    EXPECT_EQ(h.version, 0x04200000u);
+    EXPECT_EQ(h.signature, sig("acsp"));
+    EXPECT_EQ(h.illuminantX, 0xF6D6);
+    EXPECT_EQ(h.illuminantY, 0x10000);
+    EXPECT_EQ(h.illuminantZ, 0xD32D);
+    EXPECT_EQ(h.deviceClass, 0u);
+    EXPECT_EQ(h.renderingIntent, 0u);
+    EXPECT_EQ(h.dateTime.year, 0);
+    EXPECT_EQ(+sp->image, nullptr);
+
+    // An existing header is reused and cleared.
+    IccHeader* before = sp->header;
+    sp->header->creator = 77;
+    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    EXPECT_EQ(+sp->header, before);
+    EXPECT_EQ(sp->header->creator, 0u);
+}
+
+TEST(Header, TheFirstSetterBuildsAnImageOfTheHeaderAlone) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCCMMType(sp.get(), sig("quvc")), CLR_SUCCESS);
+    ASSERT_NE(+sp->image, nullptr);
+    ASSERT_EQ(+sp->dataSize, 132u);
+    const uint8_t* im = sp->image;
+    EXPECT_EQ(be32(im), 132u);
+    EXPECT_EQ(be32(im + 4), sig("quvc"));
+    EXPECT_EQ(be32(im + 8), 0x04200000u);
+    EXPECT_EQ(be32(im + 36), sig("acsp"));
+    EXPECT_EQ(be32(im + 68), 0xF6D6u);
+    EXPECT_EQ(be32(im + 72), 0x10000u);
+    EXPECT_EQ(be32(im + 76), 0xD32Du);
+    EXPECT_EQ(be32(im + 128), 0u);
+}
+
+TEST(Header, SettersStoreTheirFieldAndRebuild) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("prtr")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCColorSpace(sp.get(), sig("CMYK")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("Lab ")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), int32_t(sig("MSFT"))), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCDevManufacturer(sp.get(), sig("QUVM")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCDevModel(sp.get(), 0x1234), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCRenderingIntent(sp.get(), 3), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), sig("quvc")), CLR_SUCCESS);
+    const IccDateTimeNumber date = {2025, 13, 40, 25, 61, 99};  // no range check
+    ASSERT_EQ(Quv_SetICCDateTime(sp.get(), &date), CLR_SUCCESS);
+    const uint8_t* im = sp->image;
+    EXPECT_EQ(be32(im + 12), sig("prtr"));
+    EXPECT_EQ(be32(im + 16), sig("CMYK"));
+    EXPECT_EQ(be32(im + 20), sig("Lab "));
+    EXPECT_EQ(be32(im + 40), sig("MSFT"));
+    EXPECT_EQ(be32(im + 48), sig("QUVM"));
+    EXPECT_EQ(be32(im + 52), 0x1234u);
+    EXPECT_EQ(be32(im + 64), 3u);
+    EXPECT_EQ(be32(im + 80), sig("quvc"));
+    const uint8_t dateBytes[12] = {0x07, 0xE9, 0, 13, 0, 40, 0, 25, 0, 61, 0, 99};
+    EXPECT_EQ(std::memcmp(im + 24, dateBytes, 12), 0);
+    EXPECT_EQ(sp->header->dateTime.month, 13);
+}
+
+TEST(Header, FlagsAndAttributesKeepTheirLowBits) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCFlags(sp.get(), 7), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->flags, 3u);
+    ASSERT_EQ(Quv_SetICCDeviceAttributes(sp.get(), int32_t(0xFFFFFFFF)), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->attributes, 15u);
+    for (int i = 56; i < 63; ++i) EXPECT_EQ(sp->image[i], 0) << i;
+    EXPECT_EQ(sp->image[63], 0x0F);
+    EXPECT_EQ(be32(sp->image + 44), 3u);
+}
+
+TEST(Header, ClosedListsRefuseOtherValues) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    for (const char* c : {"scnr", "mntr", "prtr", "link", "spac", "abst", "nmcl"})
+        EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), QUV_ICC_SIG(c[0], c[1], c[2], c[3])), CLR_SUCCESS) << c;
+    EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("scan")), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), 0), CLR_INVALID_PARAMETER);
+
+    int accepted = 0;
+    for (const char* s : {"XYZ ", "Lab ", "Luv ", "YCbr", "Yxy ", "RGB ", "GRAY", "HSV ", "HLS ", "CMYK", "CMY "})
+        accepted += Quv_SetICCColorSpace(sp.get(), QUV_ICC_SIG(s[0], s[1], s[2], s[3])) == CLR_SUCCESS;
+    for (char c : std::string("23456789ABCDEF"))
+        accepted += Quv_SetICCColorSpace(sp.get(), QUV_ICC_SIG(c, 'C', 'L', 'R')) == CLR_SUCCESS;
+    EXPECT_EQ(accepted, 25);
+    for (char c : std::string("01GZa"))
+        EXPECT_EQ(Quv_SetICCColorSpace(sp.get(), QUV_ICC_SIG(c, 'C', 'L', 'R')), CLR_INVALID_PARAMETER) << c;
+    EXPECT_EQ(Quv_SetICCColorSpace(sp.get(), sig("rgb ")), CLR_INVALID_PARAMETER);
+
+    EXPECT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), 0), CLR_SUCCESS);
+    for (const char* s : {"APPL", "MSFT", "SGI ", "SUNW"})
+        EXPECT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), int32_t(QUV_ICC_SIG(s[0], s[1], s[2], s[3]))), CLR_SUCCESS);
+    EXPECT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), int32_t(sig("TGNT"))), CLR_INVALID_PARAMETER);
+
+    for (uint32_t intent = 0; intent < 4; ++intent) EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), intent), CLR_SUCCESS);
+    EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 4), CLR_INVALID_PARAMETER);
+}
+
+TEST(Header, ARefusedValueLeavesHeaderAndImageAlone) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCRenderingIntent(sp.get(), 2), CLR_SUCCESS);
+    uint8_t* image = sp->image;
+    const std::vector<uint8_t> before = imageOf(sp.p);
+    EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 9), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(sp->header->renderingIntent, 2u);
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(imageOf(sp.p), before);
+}
+
+TEST(Header, SettersNeedARecordAndAHeader) {
+    const IccDateTimeNumber date = {};
+    EXPECT_EQ(Quv_SetICCCMMType(nullptr, 1), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCDateTime(nullptr, &date), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCProfileId(nullptr), CLR_INVALID_PARAMETER);
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCFlags(sp.get(), 1), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCDeviceAttributes(sp.get(), 1), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_INVALID_PARAMETER);
+    // Without a header there is no id to clear: refused, not written through.
+    EXPECT_EQ(Quv_SetICCProfileId(sp.get()), CLR_INVALID_PARAMETER);
+    // A null date is refused rather than read.
+    Quv_InitICCHeader(sp.get());
+    EXPECT_EQ(Quv_SetICCDateTime(sp.get(), nullptr), CLR_INVALID_PARAMETER);
+}
+
+TEST(Header, ConnectionSpaceNeedsAClassAndDependsOnIt) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_INVALID_PARAMETER);
+
+    ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("scnr")), CLR_SUCCESS);
+    EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("RGB ")), CLR_INVALID_PARAMETER);
+    ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_SUCCESS);
+    EXPECT_EQ(be32(sp->image + 20), sig("XYZ "));
+
+    // A device link takes any of the 25 spaces and does not rebuild.
+    ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("link")), CLR_SUCCESS);
+    uint8_t* image = sp->image;
+    ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("RGB ")), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->connectionSpace, sig("RGB "));
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(be32(sp->image + 20), sig("XYZ "));
+    EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("QQQQ")), CLR_INVALID_PARAMETER);
+    // The next change brings the image up to date.
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 5), CLR_SUCCESS);
+    EXPECT_EQ(be32(sp->image + 20), sig("RGB "));
+}
+
+TEST(Header, ProfileIdIsClearedNeverComputed) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->profileId[0], 0xA0);
+    ASSERT_EQ(Quv_SetICCProfileId(sp.get()), CLR_SUCCESS);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sp->header->profileId[i], 0);
+    for (int i = 84; i < 100; ++i) EXPECT_EQ(sp->image[i], 0);
+}
+
+TEST(Header, TheReservedAreaDoesNotSurviveARebuild) {
+    std::vector<uint8_t> bytes = smallProfile();
+    for (int i = 100; i < 128; ++i) bytes[i] = uint8_t(i);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->reserved[0], 100);
+    EXPECT_EQ(sp->image[127], 127);  // the parsed image is a copy
+    ASSERT_EQ(Quv_SetICCFlags(sp.get(), 1), CLR_SUCCESS);
+    for (int i = 100; i < 128; ++i) EXPECT_EQ(sp->image[i], 0) << i;
+    EXPECT_EQ(sp->header->reserved[27], 127);
+    // Apart from the reserved bytes and the flags, the rebuilt image is the file.
+    bytes[47] = 1;
+    for (int i = 100; i < 128; ++i) bytes[i] = 0;
+    EXPECT_EQ(imageOf(sp.p), bytes);
+}
+
+TEST(Header, OutOfMemoryKeepsTheNewValueAndTheOldImage) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
+    uint8_t* image = sp->image;
+    {
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
+    }
+    EXPECT_EQ(sp->header->creator, 2u);
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(be32(sp->image + 80), 1u);
+}
+
+// ---- file image in memory ----
+
+TEST(ParseMemory, RefusesNullArgumentsAndEmptyBuffers) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_FillICCProfileStructure(nullptr, bytes.data(), bytes.size()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), nullptr, bytes.size()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), 0), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(+sp->image, nullptr);
+}
+
+TEST(ParseMemory, DecodesHeaderTableAndData) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    const IccHeader& h = *sp->header;
+    EXPECT_EQ(h.size, bytes.size());
+    EXPECT_EQ(h.cmmType, sig("lcms"));
+    EXPECT_EQ(h.deviceClass, sig("mntr"));
+    EXPECT_EQ(h.colorSpace, sig("RGB "));
+    EXPECT_EQ(h.connectionSpace, sig("XYZ "));
+    EXPECT_EQ(h.dateTime.year, 2024);
+    EXPECT_EQ(h.dateTime.seconds, 45);
+    EXPECT_EQ(h.primaryPlatform, sig("APPL"));
+    EXPECT_EQ(h.model, 0x1234u);
+    EXPECT_EQ(h.renderingIntent, 1u);
+    EXPECT_EQ(h.illuminantX, 0xF6D6);
+    EXPECT_EQ(h.creator, sig("quvc"));
+    EXPECT_EQ(h.profileId[15], 0xAF);
+    ASSERT_EQ(sp->tagCount, 5);
+    EXPECT_EQ(sp->tagTable[0].signature, sig("desc"));
+    EXPECT_EQ(sp->tagTable[0].offset, 132u + 60);
+    EXPECT_EQ(sp->tagTable[0].size, 12u);
+    EXPECT_EQ(sp->tagTable[4].signature, sig("rTRC"));
+    EXPECT_EQ(+sp->tagDataSize, bytes.size() - 192);
+    EXPECT_EQ(std::memcmp(sp->tagData, bytes.data() + 192, sp->tagDataSize), 0);
+    EXPECT_EQ(+sp->dataSize, bytes.size());
+    EXPECT_EQ(imageOf(sp.p), bytes);
+    EXPECT_NE(+sp->image, bytes.data());
+}
+
+TEST(ParseMemory, TrustsSignatureVersionAndClasses) {
+    std::vector<uint8_t> bytes = smallProfile();
+    putBe32(bytes, 36, sig("nope"));
+    bytes[8] = 9;
+    putBe32(bytes, 12, sig("zzzz"));
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->signature, sig("nope"));
+
+    // The same bytes from a file are refused.
+    TempFile file("nosig.icc");
+    file.write(bytes);
+    ScopedProfile fromFile;
+    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), fromFile.get()), CLR_INVALID_PROFILE);
+}
+
+TEST(ParseMemory, AttributesComeFromTheirLastFourBytes) {
+    std::vector<uint8_t> bytes = smallProfile();
+    const uint8_t attributes[8] = {0, 0, 0, 0x0F, 0, 0, 0, 5};
+    std::memcpy(bytes.data() + 56, attributes, 8);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->attributes, 5u);
+}
+
+TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
+    std::vector<uint8_t> bytes = iccImage({});
+    bytes.resize(200, 0x77);
+    putBe32(bytes, 0, 100);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(+sp->dataSize, 200u);
+    EXPECT_EQ(sp->header->size, 100u);
+    EXPECT_EQ(imageOf(sp.p), bytes);
+    EXPECT_EQ(sp->tagCount, 0);
+    EXPECT_EQ(+sp->tagTable, nullptr);
+    EXPECT_EQ(+sp->tagData, nullptr);
+    // A rebuild of a header that declares less than 132 bytes stays inside
+    // its 100 bytes.
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 9), CLR_SUCCESS);
+    EXPECT_EQ(+sp->dataSize, 100u);
+    EXPECT_EQ(be32(sp->image + 80), 9u);
+}
+
+TEST(ParseMemory, ParsingTheHeldImageCopiesNothing) {
+    std::vector<uint8_t> bytes = iccImage({});
+    bytes.resize(160, 0);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    uint8_t* image = sp->image;
+    const long shared = qt::liveSharedBlocks();
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(+sp->dataSize, 160u);
+    EXPECT_EQ(sp->header->size, 132u);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared);
+}
+
+TEST(ParseMemory, ADeclaredSizeBeyondTheBufferIsUndone) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    EXPECT_EQ(+sp->image, nullptr);
+    EXPECT_EQ(+sp->header, nullptr);
+
+    // A header that was there before stays, with the declared size.
+    Quv_InitICCHeader(sp.get());
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    ASSERT_NE(+sp->header, nullptr);
+    EXPECT_EQ(sp->header->size, bytes.size());
+}
+
+TEST(ParseMemory, EveryTruncationGivesAStatusAndLeaksNothing) {
+    const std::vector<uint8_t> bytes = smallProfile();
+    const long shared = qt::liveSharedBlocks();
+    const long privateBlocks = qt::livePrivateBlocks();
+    for (size_t n = 1; n < bytes.size(); ++n) {
+        // Exactly n bytes, so that a read past them is caught.
+        std::vector<uint8_t> cut(bytes.begin(), bytes.begin() + n);
+        ScopedProfile sp;
+        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), cut.data(), n), CLR_EPS_PROFILE_MALFORMED) << n;
+        EXPECT_EQ(+sp->image, nullptr);
+    }
+    EXPECT_EQ(qt::liveSharedBlocks(), shared);
+    EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks);
+}
+
+TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
+    std::vector<uint8_t> bytes = smallProfile();
+    for (uint32_t count : {16u, 0x10000000u, 0x7FFFFFFFu}) {
+        putBe32(bytes, 128, count);
+        ScopedProfile sp;
+        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_EPS_PROFILE_MALFORMED);
+        EXPECT_EQ(sp->tagCount, 0);
+    }
+    // A negative count is taken as no tags.
+    putBe32(bytes, 128, 0xFFFFFFFFu);
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagCount, -1);
+    EXPECT_EQ(+sp->tagTable, nullptr);
+}
+
+TEST(ParseMemory, OutOfMemoryGivesFailure) {
+    std::vector<uint8_t> bytes = smallProfile();
+    // Image, header, table and data image, in that order.
+    for (long successes = 0; successes < 5; ++successes) {
+        ScopedProfile sp;
+        ClrStatus status;
+        {
+            AllocationFailure fail(successes);
+            status = Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size());
+        }
+        EXPECT_EQ(status, successes < 4 ? CLR_FAILURE : CLR_SUCCESS) << successes;
+        if (successes < 4) {
+            EXPECT_EQ(+sp->tagTable, nullptr);
+        }
+    }
+}
+
+// ---- generating ----
+
+TEST(Generate, PointerChecksTheSizesAndRebuilds) {
+    EXPECT_EQ(Quv_GenerateICCPointer(nullptr), CLR_INVALID_PARAMETER);
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_NULL_ARGUMENT);
+
+    std::vector<uint8_t> bytes = smallProfile();
+    for (int i = 56; i < 60; ++i) bytes[i] = 0xEE;
+    for (int i = 100; i < 128; ++i) bytes[i] = 0xDD;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    // The two departures: attribute bytes 56 to 59 and the reserved area.
+    std::vector<uint8_t> want = bytes;
+    for (int i = 56; i < 60; ++i) want[i] = 0;
+    for (int i = 100; i < 128; ++i) want[i] = 0;
+    EXPECT_EQ(imageOf(sp.p), want);
+
+    uint8_t* image = sp->image;
+    sp->header->size += 1;
+    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
+    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(+sp->dataSize, bytes.size());
+}
+
+TEST(Generate, AnEmptyProfileIsItsHeaderAndCount) {
+    ScopedProfile sp;
+    Quv_InitICCHeader(sp.get());
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    ASSERT_EQ(+sp->dataSize, 132u);
+    EXPECT_EQ(be32(sp->image), 132u);
+    EXPECT_EQ(be32(sp->image + 128), 0u);
+}
+
+TEST(Generate, FileWritesTheHeldImage) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    TempFile out("generated.icc");
+    const std::u16string wide = out.wide();
+    EXPECT_EQ(Quv_GenerateICCFile(nullptr, wide.c_str()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), nullptr), CLR_INVALID_PARAMETER);
+    ASSERT_EQ(Quv_GenerateICCFile(sp.get(), wide.c_str()), CLR_SUCCESS);
+    EXPECT_EQ(out.read(), bytes);
+
+    // It replaces a file that exists.
+    sp->dataSize = 140;
+    ASSERT_EQ(Quv_GenerateICCFileA(sp.get(), out.path.c_str()), CLR_SUCCESS);
+    EXPECT_EQ(out.read().size(), 140u);
+
+    const std::u16string missingDir = u"/nonexistent-dir/x.icc";
+    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), missingDir.c_str()), CLR_FILE_CREATE_FAILED);
+    EXPECT_EQ(Quv_GenerateICCFileA(sp.get(), nullptr), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_GenerateICCFileA(nullptr, out.path.c_str()), CLR_INVALID_PARAMETER);
+
+    // Without an image there is nothing to write.
+    ScopedProfile empty;
+    empty->dataSize = 10;
+    EXPECT_EQ(Quv_GenerateICCFileA(empty.get(), out.path.c_str()), CLR_FILE_WRITE_FAILED);
+}
+
+// ---- files ----
+
+TEST(ParseFile, LoadsAFileThroughBothNames) {
+    std::vector<uint8_t> bytes = smallProfile();
+    TempFile file("pr\xc3\xb8" "fil.icc");  // a name outside ASCII
+    file.write(bytes);
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), CLR_SUCCESS);
+    EXPECT_EQ(imageOf(sp.p), bytes);
+    EXPECT_EQ(sp->tagCount, 5);
+
+    TempFile plain("plain.icc");
+    bytes.resize(bytes.size() + 40, 0x55);  // longer than declared: the rest is ignored
+    plain.write(bytes);
+    const std::u16string wide = plain.wide();
+    ScopedProfile again;
+    ASSERT_EQ(Quv_FillICCProfileFromICCFile(wide.c_str(), again.get()), CLR_SUCCESS);
+    EXPECT_EQ(+again->dataSize, bytes.size() - 40);
+}
+
+TEST(ParseFile, RefusesMissingArgumentsAndFiles) {
+    ScopedProfile sp;
+    const std::u16string missing = u"/nonexistent-dir/none.icc";
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(nullptr, sp.get()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing.c_str(), nullptr), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(nullptr, sp.get()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing.c_str(), sp.get()), CLR_FILE_CREATE_FAILED);
+}
+
+TEST(ParseFile, ChecksSizeAndVersion) {
+    struct Case {
+        const char* name;
+        void (*edit)(std::vector<uint8_t>&);
+        ClrStatus status;
+    };
+    const Case cases[] = {
+        {"declared 0", [](std::vector<uint8_t>& b) { putBe32(b, 0, 0); }, CLR_INVALID_PROFILE},
+        {"declared one more", [](std::vector<uint8_t>& b) { putBe32(b, 0, uint32_t(b.size() + 1)); },
+         CLR_INVALID_PROFILE},
+        {"major 0", [](std::vector<uint8_t>& b) { b[8] = 0; }, CLR_INVALID_PROFILE},
+        {"major 5", [](std::vector<uint8_t>& b) { b[8] = 5; b[9] = 0; }, CLR_INVALID_PROFILE},
+        {"major 1", [](std::vector<uint8_t>& b) { b[8] = 1; }, CLR_SUCCESS},
+        {"4.9.0", [](std::vector<uint8_t>& b) { b[8] = 4; b[9] = 0x90; }, CLR_SUCCESS},
+        {"4.9 with byte 11", [](std::vector<uint8_t>& b) { b[9] = 0x90; b[11] = 1; }, CLR_INVALID_PROFILE},
+        {"4.8 with byte 10", [](std::vector<uint8_t>& b) { b[9] = 0x80; b[10] = 1; }, CLR_SUCCESS},
+        {"no acsp", [](std::vector<uint8_t>& b) { b[36] = 'A'; }, CLR_INVALID_PROFILE},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint8_t> bytes = smallProfile();
+        c.edit(bytes);
+        TempFile file("check.icc");
+        file.write(bytes);
+        ScopedProfile sp;
+        EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), c.status) << c.name;
+    }
+}
+
+TEST(ParseFile, EveryTruncatedFileGivesAStatus) {
+    const std::vector<uint8_t> bytes = smallProfile();
+    TempFile file("cut.icc");
+    for (size_t n = 0; n < bytes.size(); ++n) {
+        file.write(std::vector<uint8_t>(bytes.begin(), bytes.begin() + n));
+        ScopedProfile sp;
+        const ClrStatus status = Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get());
+        EXPECT_EQ(status, n < 128 ? CLR_FILE_READ_FAILED : CLR_INVALID_PROFILE) << n;
+        EXPECT_EQ(+sp->image, nullptr);
+    }
+}
+
+TEST(ParseFile, ADeclaredSizeBelowTheTableGivesAStatus) {
+    // The file checks pass; the table then runs past the declared bytes.
+    std::vector<uint8_t> bytes = smallProfile();
+    putBe32(bytes, 0, 140);
+    TempFile file("short.icc");
+    file.write(bytes);
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), CLR_EPS_PROFILE_MALFORMED);
+    putBe32(bytes, 0, 100);
+    file.write(bytes);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), CLR_EPS_PROFILE_MALFORMED);
+}
+
+// ---- type signatures ----
+
+TEST(TagTypeSig, ReadsTheFirstMatchingRow) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), 0u);
+    EXPECT_EQ(Quv_GetICCTagTypeSig(nullptr, sig("desc")), 0u);
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), sig("text"));
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("wtpt")), sig("XYZ "));
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("rTRC")), sig("curv"));
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("gTRC")), 0u);
+    // Two rows with one signature: the first is seen.
+    sp->tagTable[3].signature = sig("desc");
+    sp->tagTable[0].signature = sig("tech");
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("tech")), sig("text"));
+}
+
+TEST(TagTypeSig, RowsPointingOutsideTheDataGiveNoType) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    for (uint32_t offset : {0u, 100u, 191u, uint32_t(bytes.size()) - 3, uint32_t(bytes.size()), 0xFFFFFFF0u}) {
+        sp->tagTable[0].offset = offset;
+        EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), 0u) << offset;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,772 @@
+// Tag access and the codecs: the five operations, the warning statuses, the
+// layout of adding and deleting tags, the text, data and signature types and
+// the number arrays, and rows that point outside the data image.
+#include "icc_support.h"
+#include "test_support.h"
+
+#include "platform/memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using namespace quvtest;
+namespace qt = quv::testing;
+
+struct AllocationFailure {
+    explicit AllocationFailure(long successes) { qt::failAllocationsAfter(successes); }
+    ~AllocationFailure() { qt::failAllocationsAfter(-1); }
+};
+
+// A profile that holds only a header, with an image.
+void initEmpty(ScopedProfile& sp) {
+    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("mntr")), CLR_SUCCESS);
+}
+
+void parse(ScopedProfile& sp, std::vector<uint8_t>& bytes) {
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+}
+
+// The bytes of the first row `tagSig`, padding excluded, from the data image.
+std::vector<uint8_t> tagBytes(IccProfile* p, uint32_t tagSig) {
+    for (int i = 0; i < p->tagCount; ++i) {
+        const IccTagEntry& row = p->tagTable[i];
+        if (row.signature != tagSig) continue;
+        const uint8_t* at = p->tagData + row.offset - 132 - 12 * p->tagCount;
+        return std::vector<uint8_t>(at, at + row.size);
+    }
+    return {};
+}
+
+IccTagRecord uint8Record(std::vector<uint8_t>& values) {
+    IccTagRecord r{};
+    r.uint8Array.head.signature = ICC_TYPE_UINT8;
+    r.uint8Array.values = values.data();
+    r.uint8Array.count = uint32_t(values.size());
+    return r;
+}
+
+IccTagRecord textRecord(const void* bytes) {
+    IccTagRecord r{};
+    r.text.head.signature = ICC_TYPE_TEXT;
+    r.text.text = static_cast<char*>(const_cast<void*>(bytes));
+    return r;
+}
+
+// ---- reading ----
+
+TEST(TagGet, RefusesNullArgumentsAndMissingTags) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    IccTagRecord r{};
+    EXPECT_EQ(Quv_GetICCTagData(nullptr, &r, sig("desc")), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), nullptr, sig("desc")), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), &r, sig("desc")), CLR_TAG_NOT_FOUND);
+    parse(sp, bytes);
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), &r, sig("cprt")), CLR_TAG_NOT_FOUND);
+}
+
+TEST(TagGet, DecodesEachBasicTypeInHostOrder) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+
+    ScopedRecord text;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), text.get(), sig("desc")), CLR_SUCCESS);
+    EXPECT_EQ(text.r.head.signature, ICC_TYPE_TEXT);
+    EXPECT_STREQ(text.r.text.text, "quv");
+
+    ScopedRecord xyz;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("wtpt")), CLR_SUCCESS);
+    EXPECT_EQ(xyz.r.head.signature, ICC_TYPE_XYZ);
+    ASSERT_EQ(xyz.r.xyz.count, 1u);
+    EXPECT_EQ(xyz.r.xyz.values[0].x, 0xF6D6u);
+    EXPECT_EQ(xyz.r.xyz.values[0].y, 0x10000u);
+    EXPECT_EQ(xyz.r.xyz.values[0].z, 0xD32Du);
+
+    ScopedRecord data;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), data.get(), sig("targ")), CLR_SUCCESS);
+    EXPECT_EQ(data.r.data.flag, 1u);
+    ASSERT_EQ(data.r.data.size, 3u);
+    EXPECT_EQ(data.r.data.bytes[0], 9);
+    EXPECT_EQ(data.r.data.bytes[2], 7);
+
+    ScopedRecord sigRecord;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), sigRecord.get(), sig("tech")), CLR_SUCCESS);
+    EXPECT_EQ(sigRecord.r.sig.value, sig("fscn"));
+}
+
+TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ScopedRecord curve;
+    curve.type = sig("curv");
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), curve.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
+    EXPECT_EQ(curve.r.unknown.head.signature, sig("curv"));
+    ASSERT_EQ(curve.r.unknown.size, 6u);
+    const uint8_t want[6] = {0, 0, 0, 1, 1, 0};
+    EXPECT_EQ(std::memcmp(curve.r.unknown.bytes, want, 6), 0);
+
+    // Unknown signature, known type; and neither known.
+    sp->tagTable[0].signature = sig("zzzz");
+    sp->tagTable[4].signature = sig("vcgt");
+    ScopedRecord text;
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), text.get(), sig("zzzz")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_STREQ(text.r.text.text, "quv");
+    ScopedRecord both;
+    both.type = sig("curv");
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), both.get(), sig("vcgt")), CLR_TAG_UNKNOWN_BOTH);
+    EXPECT_EQ(both.r.unknown.size, 6u);
+}
+
+TEST(TagGet, ASignatureListedTwiceGivesTheFirstRow) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    sp->tagTable[3].signature = sig("wtpt");
+    ScopedRecord r;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("wtpt")), CLR_SUCCESS);
+    EXPECT_EQ(r.r.head.signature, ICC_TYPE_XYZ);
+}
+
+TEST(TagGet, AShortTextTagGivesAnEmptyBlock) {
+    std::vector<uint8_t> bytes = iccImage({{sig("cprt"), tagValue(sig("text"), {})}});
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ScopedRecord r;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("cprt")), CLR_SUCCESS);
+    EXPECT_NE(+r.r.text.text, nullptr);
+}
+
+TEST(TagGet, OutOfMemoryGivesFailureAndLeavesTheRecordFreeable) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    for (uint32_t tag : {sig("desc"), sig("wtpt"), sig("targ"), sig("rTRC")}) {
+        ScopedRecord r;
+        r.type = Quv_GetICCTagTypeSig(sp.get(), tag);
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_GetICCTagData(sp.get(), r.get(), tag), CLR_FAILURE);
+    }
+}
+
+// ---- rows the parser took on trust ----
+
+TEST(TagTrust, RowsOutsideTheDataImageGiveStatusesNotReads) {
+    const std::vector<uint8_t> original = smallProfile();
+    const uint32_t end = uint32_t(original.size());
+    struct Bad {
+        uint32_t offset;
+        uint32_t size;
+        bool outside;  // the value leaves the data image (else it is only too short)
+    };
+    const Bad bad[] = {
+        {0, 12, true},      {100, 12, true},     {191, 12, true},         {end, 8, true},
+        {end - 4, 8, true}, {end - 8, 9, true},  {192, 0xFFFFFFFF, true}, {0xFFFFFFF0, 16, true},
+        {200, end, true},   {end + 100, 12, true}, {192, 0, false},       {192, 7, false},
+    };
+    for (const Bad& b : bad) {
+        for (int target = 0; target < 5; ++target) {
+            std::vector<uint8_t> bytes = original;
+            putBe32(bytes, 136 + 12 * target, b.offset);
+            putBe32(bytes, 140 + 12 * target, b.size);
+            ScopedProfile sp;
+            parse(sp, bytes);
+            const uint32_t tag = sp->tagTable[target].signature;
+            ScopedRecord r;
+            r.type = Quv_GetICCTagTypeSig(sp.get(), tag);
+            EXPECT_EQ(Quv_GetICCTagData(sp.get(), r.get(), tag), CLR_INVALID_TAG_DATA)
+                << b.offset << " " << b.size << " row " << target;
+            // The other tags still read.
+            for (int other = 0; other < 5; ++other) {
+                if (other == target) continue;
+                ScopedRecord o;
+                o.type = Quv_GetICCTagTypeSig(sp.get(), sp->tagTable[other].signature);
+                const ClrStatus s = Quv_GetICCTagData(sp.get(), o.get(), sp->tagTable[other].signature);
+                EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_TAG_UNKNOWN_TYPE) << s;
+            }
+            // Deleting a value outside the data image would move bytes that
+            // are not there; a row that is only too short is cut out.
+            EXPECT_EQ(Quv_DeleteICCTag(sp.get(), tag, nullptr), b.outside ? CLR_INVALID_PARAMETER : CLR_SUCCESS);
+            // A Set under that signature adds a tag behind it either way.
+            IccTagRecord s{};
+            s.sig.value = sig("abcd");
+            EXPECT_EQ(Quv_SetICCTagData(sp.get(), &s, tag, ICC_TYPE_SIG), CLR_SUCCESS);
+        }
+    }
+}
+
+TEST(TagTrust, TypesThatReadPastTheirHeadNeedThoseBytes) {
+    // A data tag too short for its flag, and a signature tag at the very end
+    // of the data image with no value behind its head.
+    std::vector<uint8_t> bytes = iccImage({{sig("targ"), tagValue(sig("data"), {})},
+                                           {sig("tech"), tagValue(sig("sig "), {})}});
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ScopedRecord data;
+    data.type = ICC_TYPE_DATA;
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), data.get(), sig("targ")), CLR_INVALID_TAG_DATA);
+    ScopedRecord signature;
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), signature.get(), sig("tech")), CLR_INVALID_TAG_DATA);
+}
+
+TEST(TagTrust, RandomTablesNeverReadOutsideTheProfile) {
+    const std::vector<uint8_t> original = smallProfile();
+    for (uint32_t seed = 1; seed <= 300; ++seed) {
+        std::vector<uint8_t> bytes = original;
+        const std::vector<uint8_t> noise = randomBytes(60, seed);
+        // Keep signatures, scramble offsets and sizes (small numbers mostly).
+        for (int i = 0; i < 5; ++i) {
+            putBe32(bytes, 136 + 12 * i, uint32_t(noise[12 * i]) * 2 + (noise[12 * i + 1] & 0x80 ? 0xFFFF0000 : 0));
+            putBe32(bytes, 140 + 12 * i, uint32_t(noise[12 * i + 2]) >> (noise[12 * i + 3] & 7));
+        }
+        ScopedProfile sp;
+        parse(sp, bytes);
+        for (int i = 0; i < 5; ++i) {
+            ScopedRecord r;
+            r.type = Quv_GetICCTagTypeSig(sp.get(), sp->tagTable[i].signature);
+            const ClrStatus s = Quv_GetICCTagData(sp.get(), r.get(), sp->tagTable[i].signature);
+            EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_TAG_UNKNOWN_TYPE || s == CLR_INVALID_TAG_DATA) << s;
+        }
+        // Then edit it: a Set, deletions, and the image rebuilt each time.
+        IccTagRecord s{};
+        s.sig.value = sig("abcd");
+        Quv_SetICCTagData(sp.get(), &s, sig("tech"), ICC_TYPE_SIG);
+        while (sp->tagCount > 0 &&
+               Quv_DeleteICCTag(sp.get(), sp->tagTable[0].signature, nullptr) != CLR_INVALID_PARAMETER) {
+        }
+        EXPECT_LE(+sp->dataSize, 4096u);
+    }
+}
+
+// ---- writing and the layout ----
+
+TEST(TagSet, RefusesNullArgumentsAndProfilesWithoutHeader) {
+    std::vector<uint8_t> values = {1, 2, 3};
+    IccTagRecord r = uint8Record(values);
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_SetICCTagData(nullptr, &r, sig("targ"), ICC_TYPE_UINT8), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_INVALID_PARAMETER);
+    initEmpty(sp);
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), nullptr, sig("targ"), ICC_TYPE_UINT8), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(sp->tagCount, 0);
+}
+
+TEST(TagSet, TheFirstTagsFollowTheLayoutRules) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint8_t> five = {1, 2, 3, 4, 5};
+    IccTagRecord r = uint8Record(five);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    ASSERT_EQ(sp->tagCount, 1);
+    EXPECT_EQ(sp->tagTable[0].offset, 144u);
+    EXPECT_EQ(sp->tagTable[0].size, 13u);
+    EXPECT_EQ(+sp->tagDataSize, 16u);
+    EXPECT_EQ(sp->header->size, 160u);
+    EXPECT_EQ(+sp->dataSize, 160u);
+    const uint8_t want[16] = {'u', 'i', '0', '8', 0, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0};
+    EXPECT_EQ(std::memcmp(sp->tagData, want, 16), 0);
+    EXPECT_EQ(std::memcmp(sp->image + 144, want, 16), 0);
+
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("resp"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagTable[0].offset, 156u);
+    EXPECT_EQ(sp->tagTable[1].offset, 172u);
+    EXPECT_EQ(sp->header->size, 188u);
+    // The image is the generator's, byte for byte.
+    const std::vector<uint8_t> image(sp->image, sp->image + sp->dataSize);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    EXPECT_EQ(std::vector<uint8_t>(sp->image, sp->image + sp->dataSize), image);
+}
+
+TEST(TagSet, AReplacedTagMovesToTheEndAndClearsTheProfileId) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    std::vector<uint8_t> values = {7};
+    IccTagRecord r = uint8Record(values);
+    // A new tag keeps the id.
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("resp"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->profileId[0], 0xA0);
+    // Replacing one clears it, and the tag comes last.
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("desc"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    EXPECT_EQ(sp->header->profileId[0], 0);
+    ASSERT_EQ(sp->tagCount, 6);
+    EXPECT_EQ(sp->tagTable[5].signature, sig("desc"));
+    EXPECT_EQ(sp->tagTable[0].signature, sig("wtpt"));
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), ICC_TYPE_UINT8);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+}
+
+TEST(TagSet, AFailingSetLeavesTheOldTagDeleted) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    IccTagRecord r{};  // no values
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("wtpt"), ICC_TYPE_XYZ), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(sp->tagCount, 4);
+    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("wtpt")), 0u);
+}
+
+TEST(TagSet, UnknownTypesAndSignaturesAreStoredWithAWarning) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    uint8_t raw[6] = {0, 0, 0, 1, 2, 0x33};
+    IccTagRecord r{};
+    r.unknown.bytes = raw;
+    r.unknown.size = 6;
+    const std::vector<uint8_t> image(sp->image, sp->image + sp->dataSize);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("rTRC"), sig("curv")), CLR_TAG_UNKNOWN_TYPE);
+    ASSERT_EQ(sp->tagCount, 1);
+    EXPECT_EQ(sp->tagTable[0].size, 14u);
+    EXPECT_EQ(+sp->tagDataSize, 16u);
+    EXPECT_EQ(sp->header->size, 160u);
+    // The file image waits for the next rebuild.
+    EXPECT_EQ(std::vector<uint8_t>(sp->image, sp->image + sp->dataSize), image);
+
+    ScopedRecord back;
+    back.type = sig("curv");
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
+    EXPECT_EQ(back.r.unknown.head.signature, sig("curv"));
+    ASSERT_EQ(back.r.unknown.size, 6u);
+    EXPECT_EQ(std::memcmp(back.r.unknown.bytes, raw, 6), 0);
+
+    IccTagRecord text = textRecord("A\0\0\0");
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &text, sig("qqqq"), ICC_TYPE_TEXT), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(sp->tagCount, 2);
+    EXPECT_EQ(+sp->dataSize, 132u);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("qqqq"), sig("zzzz")), CLR_TAG_UNKNOWN_BOTH);
+    EXPECT_EQ(sp->tagCount, 2);
+    // The next rebuild brings the image up to date.
+    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 3), CLR_SUCCESS);
+    EXPECT_EQ(+sp->dataSize, sp->header->size);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+
+    r.unknown.bytes = nullptr;
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("qqqq"), sig("zzzz")), CLR_INVALID_PARAMETER);
+}
+
+TEST(TagSet, OutOfMemoryGivesFailureButMinusThirteenForSignatures) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint8_t> values = {1, 2};
+    IccTagRecord r = uint8Record(values);
+    {
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_FAILURE);
+    }
+    IccTagRecord s{};
+    s.sig.value = sig("fscn");
+    {
+        // The wire record needs nothing; the append's table is the first block.
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_SetICCTagData(sp.get(), &s, sig("tech"), ICC_TYPE_SIG), CLR_INVALID_PARAMETER);
+    }
+    // After a failed append the tag count has grown.
+    EXPECT_EQ(sp->tagCount, 1);
+}
+
+TEST(TagDelete, RefusesEmptyProfilesAndMissingTags) {
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_DeleteICCTag(nullptr, sig("desc"), nullptr), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("desc"), nullptr), CLR_INVALID_PARAMETER);
+    std::vector<uint8_t> bytes = smallProfile();
+    parse(sp, bytes);
+    EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("cprt"), nullptr), CLR_TAG_NOT_FOUND);
+    sp->tagCount = -2;
+    EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("desc"), nullptr), CLR_TAG_NOT_FOUND);
+    sp->tagCount = 5;
+}
+
+TEST(TagDelete, LaterRowsCloseUpAndTheImageIsRebuilt) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    const uint32_t descSize = sp->tagTable[0].size;  // 12, no padding
+    const uint32_t wtptOffset = sp->tagTable[1].offset;
+    ScopedRecord r;
+    ASSERT_EQ(Quv_DeleteICCTag(sp.get(), sig("desc"), r.get()), CLR_SUCCESS);
+    EXPECT_STREQ(r.r.text.text, "quv");
+    ASSERT_EQ(sp->tagCount, 4);
+    EXPECT_EQ(sp->tagTable[0].signature, sig("wtpt"));
+    EXPECT_EQ(sp->tagTable[0].offset, wtptOffset - 12 - descSize);
+    EXPECT_EQ(sp->header->size, bytes.size() - 12 - descSize);
+    for (int i = 84; i < 100; ++i) EXPECT_EQ(sp->image[i], 0);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    ScopedRecord xyz;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("wtpt")), CLR_SUCCESS);
+    EXPECT_EQ(xyz.r.xyz.values[0].y, 0x10000u);
+    ScopedRecord curve;
+    curve.type = sig("curv");
+    EXPECT_EQ(Quv_GetICCTagData(sp.get(), curve.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
+}
+
+TEST(TagDelete, ATagUnderAWarningIsDeletedOnlyWithoutARecord) {
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ScopedRecord r;
+    r.type = sig("curv");
+    EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("rTRC"), r.get()), CLR_TAG_UNKNOWN_TYPE);
+    EXPECT_EQ(sp->tagCount, 5);
+    EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("rTRC"), nullptr), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagCount, 4);
+}
+
+TEST(TagDelete, ThePaddingOfADeletedTagStaysBehind) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    IccTagRecord text = textRecord("A\0\0\0");  // two bytes: tag size 10, padding 2
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &text, sig("desc"), ICC_TYPE_TEXT), CLR_SUCCESS);
+    IccTagRecord s{};
+    s.sig.value = sig("fscn");
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &s, sig("tech"), ICC_TYPE_SIG), CLR_SUCCESS);
+    EXPECT_EQ(+sp->tagDataSize, 24u);
+    ASSERT_EQ(Quv_DeleteICCTag(sp.get(), sig("desc"), nullptr), CLR_SUCCESS);
+    EXPECT_EQ(+sp->tagDataSize, 14u);
+    EXPECT_EQ(sp->header->size, 132u + 12 + 14);
+    // The sig tag now stands two bytes in, off its four-byte alignment.
+    EXPECT_EQ(sp->tagTable[0].offset, 132u + 12 + 2);
+    EXPECT_EQ(sp->tagData[0], 0);
+    EXPECT_EQ(sp->tagData[1], 0);
+    EXPECT_EQ(be32(sp->tagData + 2), ICC_TYPE_SIG);
+    ScopedRecord back;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("tech")), CLR_SUCCESS);
+    EXPECT_EQ(back.r.sig.value, sig("fscn"));
+}
+
+TEST(TagDelete, TheLastTagLeavesStaleSizesBehind) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint8_t> five = {1, 2, 3, 4, 5};
+    IccTagRecord r = uint8Record(five);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    ASSERT_EQ(Quv_DeleteICCTag(sp.get(), sig("targ"), nullptr), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagCount, 0);
+    EXPECT_EQ(+sp->tagTable, nullptr);
+    EXPECT_EQ(+sp->tagData, nullptr);
+    EXPECT_EQ(+sp->tagDataSize, 16u);
+    EXPECT_EQ(sp->header->size, 160u);
+    // The rebuilt image has nothing behind the count: all zero.
+    ASSERT_EQ(+sp->dataSize, 160u);
+    for (size_t i = 132; i < 160; ++i) EXPECT_EQ(sp->image[i], 0) << i;
+    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
+
+    // The next tag stands behind a dead stretch of the old length.
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    ASSERT_EQ(sp->tagCount, 1);
+    EXPECT_EQ(sp->tagTable[0].offset, 144u + 16);
+    EXPECT_EQ(+sp->tagDataSize, 32u);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sp->tagData[i], 0);
+    ScopedRecord back;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("targ")), CLR_SUCCESS);
+    ASSERT_EQ(back.r.uint8Array.count, 5u);
+    EXPECT_EQ(back.r.uint8Array.values[4], 5);
+    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
+}
+
+TEST(TagDelete, ASetOfTheOnlyTagTakesTheStaleRoad) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint8_t> values = {1, 2, 3, 4};
+    IccTagRecord r = uint8Record(values);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_UINT8), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagTable[0].offset, 144u + 12);
+    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
+}
+
+// ---- create and free ----
+
+TEST(TagCreate, GivesWireOrderRecords) {
+    IccTagRecord out{};
+    IccTagRecord in{};
+    EXPECT_EQ(Quv_CreateICCTagData(nullptr, &in, ICC_TYPE_SIG), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_CreateICCTagData(&out, nullptr, ICC_TYPE_SIG), CLR_INVALID_PARAMETER);
+
+    in.sig.value = 'A';
+    ASSERT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG), CLR_SUCCESS);
+    EXPECT_EQ(std::memcmp(&out.sig.head.signature, "sig ", 4), 0);
+    EXPECT_EQ(out.sig.head.reserved, 0u);
+    EXPECT_EQ(std::memcmp(&out.sig.value, "A   ", 4), 0);
+    in.sig.value = 0x4142;
+    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
+    EXPECT_EQ(std::memcmp(&out.sig.value, "AB  ", 4), 0);
+    in.sig.value = 0x414243;
+    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
+    EXPECT_EQ(std::memcmp(&out.sig.value, "ABC ", 4), 0);
+    in.sig.value = sig("ABCD");
+    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
+    EXPECT_EQ(std::memcmp(&out.sig.value, "ABCD", 4), 0);
+
+    std::vector<uint16_t> shorts = {0x0102, 0xA0B0};
+    IccTagRecord a{};
+    a.uint16Array.values = shorts.data();
+    a.uint16Array.count = 2;
+    ScopedRecord wire;
+    wire.type = ICC_TYPE_UINT16;
+    ASSERT_EQ(Quv_CreateICCTagData(wire.get(), &a, ICC_TYPE_UINT16), CLR_SUCCESS);
+    EXPECT_NE(wire.r.head.signature, ICC_TYPE_UINT16);  // file bytes, not the number
+    EXPECT_EQ(std::memcmp(&wire.r.head.signature, "ui16", 4), 0);
+    EXPECT_EQ(wire.r.uint16Array.count, 2u);
+    const uint8_t want[4] = {1, 2, 0xA0, 0xB0};
+    EXPECT_EQ(std::memcmp(wire.r.uint16Array.values, want, 4), 0);
+
+    uint8_t raw[3] = {9, 8, 7};
+    IccTagRecord u{};
+    u.unknown.bytes = raw;
+    u.unknown.size = 3;
+    ScopedRecord unknown;
+    unknown.type = sig("curv");
+    ASSERT_EQ(Quv_CreateICCTagData(unknown.get(), &u, sig("curv")), CLR_TAG_UNKNOWN_TYPE);
+    EXPECT_EQ(std::memcmp(&unknown.r.head.signature, "curv", 4), 0);
+    EXPECT_EQ(unknown.r.unknown.size, 3u);
+    EXPECT_EQ(unknown.r.unknown.bytes[2], 7);
+    u.unknown.bytes = nullptr;
+    IccTagRecord none{};
+    EXPECT_EQ(Quv_CreateICCTagData(&none, &u, sig("curv")), CLR_INVALID_PARAMETER);
+}
+
+TEST(TagFree, ReleasesAndNullsThePointers) {
+    Quv_FreeICCTagType(nullptr, ICC_TYPE_TEXT);
+    const long before = qt::livePrivateBlocks();
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile sp;
+    parse(sp, bytes);
+    const long parsed = qt::livePrivateBlocks();
+    EXPECT_GT(parsed, before);
+    for (uint32_t tag : {sig("desc"), sig("wtpt"), sig("targ"), sig("tech"), sig("rTRC")}) {
+        IccTagRecord r{};
+        const uint32_t type = Quv_GetICCTagTypeSig(sp.get(), tag);
+        Quv_GetICCTagData(sp.get(), &r, tag);
+        Quv_FreeICCTagType(&r, type);
+        EXPECT_EQ(qt::livePrivateBlocks(), parsed) << tag;
+        Quv_FreeICCTagType(&r, type);  // nothing left to release
+    }
+}
+
+// ---- text ----
+
+TEST(TextType, CreateCopiesAsManyBytesAsUnitsPlusOne) {
+    const uint8_t source[] = {0x41, 0, 0x42, 0, 0, 0};
+    IccTagRecord in = textRecord(source);
+    ScopedRecord out;
+    out.type = ICC_TYPE_TEXT;
+    ASSERT_EQ(Quv_CreateICCTagData(out.get(), &in, ICC_TYPE_TEXT), CLR_SUCCESS);
+    EXPECT_EQ(std::memcmp(&out.r.head.signature, "text", 4), 0);
+    EXPECT_EQ(std::memcmp(out.r.text.text, source, 3), 0);
+    in.text.text = nullptr;
+    IccTagRecord none{};
+    EXPECT_EQ(Quv_CreateICCTagData(&none, &in, ICC_TYPE_TEXT), CLR_INVALID_PARAMETER);
+}
+
+TEST(TextType, SetMeasuresTwiceInSixteenBitUnits) {
+    struct Case {
+        std::vector<uint8_t> source;
+        std::vector<uint8_t> stored;
+    };
+    const Case cases[] = {
+        {{0x41, 0, 0, 0}, {0x41, 0}},
+        {{0x41, 0, 0x42, 0, 0x43, 0, 0, 0}, {0x41, 0, 0x42}},
+        {{'A', 'B', 'C', 'D', 'E', 0, 0, 0}, {'A', 'B', 'C'}},
+        {{0, 0}, {0}},
+        {{'q', 'u', 'v', 0, 0, 0}, {'q', 'u', 'v'}},
+    };
+    for (const Case& c : cases) {
+        ScopedProfile sp;
+        initEmpty(sp);
+        IccTagRecord in = textRecord(c.source.data());
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("cprt"), ICC_TYPE_TEXT), CLR_SUCCESS);
+        const uint32_t value = uint32_t(c.stored.size());
+        EXPECT_EQ(sp->tagTable[0].size, value + 8);
+        EXPECT_EQ(+sp->tagDataSize, value + 8 + (4 - (value & 3)) % 4);
+        std::vector<uint8_t> want = tagValue(ICC_TYPE_TEXT, c.stored);
+        EXPECT_EQ(tagBytes(sp.get(), sig("cprt")), want);
+    }
+}
+
+// ---- data ----
+
+TEST(DataType, BinaryDataKeepsItsSize) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    uint8_t bytes[5] = {1, 2, 3, 4, 5};
+    IccTagRecord in{};
+    in.data.flag = 1;
+    in.data.bytes = bytes;
+    in.data.size = 5;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagTable[0].size, 17u);
+    EXPECT_EQ(+sp->tagDataSize, 20u);
+    ScopedRecord back;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("targ")), CLR_SUCCESS);
+    EXPECT_EQ(back.r.data.flag, 1u);
+    ASSERT_EQ(back.r.data.size, 5u);
+    EXPECT_EQ(std::memcmp(back.r.data.bytes, bytes, 5), 0);
+}
+
+TEST(DataType, AsciiDataGrowsByTwoOnEachRoundTrip) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    uint8_t text[6] = {'h', 'e', 'l', 'l', 'o', 0};
+    IccTagRecord in{};
+    in.data.flag = 0;
+    in.data.bytes = text;
+    in.data.size = 5;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagTable[0].size, 19u);
+    EXPECT_EQ(+sp->tagDataSize, 20u);
+    const std::vector<uint8_t> want = tagValue(ICC_TYPE_DATA, {0, 0, 0, 0, 'h', 'e', 'l', 'l', 'o', 0, 0});
+    EXPECT_EQ(tagBytes(sp.get(), sig("targ")), want);
+
+    uint32_t size = 5;
+    for (int pass = 0; pass < 3; ++pass) {
+        ScopedRecord back;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("targ")), CLR_SUCCESS);
+        EXPECT_EQ(back.r.data.size, size + 2);
+        size = back.r.data.size;
+        // The block has a byte behind its size: the one that follows the tag.
+        EXPECT_EQ(back.r.data.bytes[size], 0);
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), back.get(), sig("targ"), ICC_TYPE_DATA), CLR_SUCCESS);
+    }
+}
+
+TEST(DataType, FlagsOtherThanZeroAndOneAreRefused) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    uint8_t bytes[2] = {1, 2};
+    IccTagRecord in{};
+    in.data.flag = 2;
+    in.data.bytes = bytes;
+    in.data.size = 2;
+    IccTagRecord out{};
+    EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
+    in.data.flag = 0;
+    in.data.bytes = nullptr;
+    EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(sp->tagCount, 0);
+}
+
+TEST(DataType, AsciiDataAtTheEndOfTheDataImageGetsAZeroTerminator) {
+    // Seven ASCII bytes fill the value to a multiple of four: nothing follows.
+    std::vector<uint8_t> bytes = iccImage({{sig("targ"), tagValue(sig("data"), {0, 0, 0, 0, 'a', 'b', 'c', 'd'})}});
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ASSERT_EQ(+sp->tagDataSize, 16u);
+    ScopedRecord r;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("targ")), CLR_SUCCESS);
+    ASSERT_EQ(r.r.data.size, 4u);
+    EXPECT_EQ(r.r.data.bytes[4], 0);
+}
+
+// ---- signature ----
+
+TEST(SignatureType, ShortValuesAreWidenedWithBlanks) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    IccTagRecord in{};
+    in.sig.value = 'Q';
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("tech"), ICC_TYPE_SIG), CLR_SUCCESS);
+    EXPECT_EQ(tagBytes(sp.get(), sig("tech")), tagValue(ICC_TYPE_SIG, {'Q', ' ', ' ', ' '}));
+    EXPECT_EQ(+sp->tagDataSize, 12u);
+    ScopedRecord back;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("tech")), CLR_SUCCESS);
+    EXPECT_EQ(back.r.sig.value, sig("Q   "));
+}
+
+// ---- number arrays ----
+
+TEST(NumberArrays, ElementCountsComeFromTheRowSize) {
+    std::vector<uint8_t> bytes = iccImage({
+        {sig("aaaa"), tagValue(sig("ui32"), {1, 2, 3})},
+        {sig("bbbb"), tagValue(sig("XYZ "), std::vector<uint8_t>(24, 1))},
+        {sig("cccc"), tagValue(sig("ui08"), {})},
+    });
+    ScopedProfile sp;
+    parse(sp, bytes);
+    ScopedRecord u32;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), u32.get(), sig("aaaa")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(u32.r.uint32Array.count, 0u);
+    ScopedRecord xyz;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("bbbb")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(xyz.r.xyz.count, 2u);
+    EXPECT_EQ(xyz.r.xyz.values[1].z, 0x01010101u);
+    ScopedRecord none;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), none.get(), sig("cccc")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(none.r.uint8Array.count, 0u);
+}
+
+TEST(NumberArrays, EachWidthIsStoredBigEndianWithItsPadding) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint16_t> u16 = {0x0102, 0x0304, 0x0506};
+    IccTagRecord r16{};
+    r16.uint16Array.values = u16.data();
+    r16.uint16Array.count = 3;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r16, sig("bkpt"), ICC_TYPE_UINT16), CLR_SUCCESS);
+    EXPECT_EQ(sp->tagTable[0].size, 14u);
+    EXPECT_EQ(+sp->tagDataSize, 16u);
+    EXPECT_EQ(sp->tagData[14], 0);
+    EXPECT_EQ(sp->tagData[15], 0);
+    EXPECT_EQ(tagBytes(sp.get(), sig("bkpt")), tagValue(ICC_TYPE_UINT16, {1, 2, 3, 4, 5, 6}));
+
+    std::vector<uint64_t> u64 = {0x1122334455667788u};
+    IccTagRecord r64{};
+    r64.uint64Array.values = u64.data();
+    r64.uint64Array.count = 1;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r64, sig("lumi"), ICC_TYPE_UINT64), CLR_SUCCESS);
+    EXPECT_EQ(tagBytes(sp.get(), sig("lumi")),
+              tagValue(ICC_TYPE_UINT64, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
+    ScopedRecord back;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("lumi")), CLR_SUCCESS);
+    EXPECT_EQ(back.r.uint64Array.values[0], 0x55667788u);
+
+    std::vector<uint32_t> s15 = {0xFFFF0000u, 0x10000};
+    const std::vector<uint8_t> s15Bytes = {0xFF, 0xFF, 0, 0, 0, 1, 0, 0};
+    for (uint32_t type : {ICC_TYPE_S15F16, ICC_TYPE_U16F16, ICC_TYPE_UINT32}) {
+        IccTagRecord r{};
+        r.s15Fixed16Array.values = s15.data();
+        r.s15Fixed16Array.count = 2;
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("chad"), type), CLR_SUCCESS);
+        EXPECT_EQ(tagBytes(sp.get(), sig("chad")), tagValue(type, s15Bytes));
+        ScopedRecord got;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), got.get(), sig("chad")), CLR_SUCCESS);
+        EXPECT_EQ(got.r.s15Fixed16Array.count, 2u);
+        EXPECT_EQ(got.r.s15Fixed16Array.values[0], 0xFFFF0000u);
+    }
+
+    std::vector<IccXYZNumber> xyz = {{0xF6D6, 0x10000, 0xD32D}};
+    IccTagRecord rx{};
+    rx.xyz.values = xyz.data();
+    rx.xyz.count = 1;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &rx, sig("wtpt"), ICC_TYPE_XYZ), CLR_SUCCESS);
+    EXPECT_EQ(tagBytes(sp.get(), sig("wtpt")),
+              tagValue(ICC_TYPE_XYZ, {0, 0, 0xF6, 0xD6, 0, 1, 0, 0, 0, 0, 0xD3, 0x2D}));
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+}
+
+TEST(NumberArrays, CountsThatWrapTheSizeAreRefused) {
+    ScopedProfile sp;
+    initEmpty(sp);
+    std::vector<uint32_t> values(4, 1);
+    IccTagRecord r{};
+    r.uint32Array.values = values.data();
+    // Minus one element: the size wraps to 4, below the eight head bytes.
+    r.uint32Array.count = 0xFFFFFFFFu;
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("aaaa"), ICC_TYPE_UINT32), CLR_INVALID_PARAMETER);
+    // A negative count copies nothing in Create.
+    ScopedRecord out;
+    out.type = ICC_TYPE_UINT32;
+    ASSERT_EQ(Quv_CreateICCTagData(out.get(), &r, ICC_TYPE_UINT32), CLR_SUCCESS);
+    EXPECT_EQ(out.r.uint32Array.count, 0xFFFFFFFFu);
+    r.uint32Array.values = nullptr;
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("aaaa"), ICC_TYPE_UINT32), CLR_INVALID_PARAMETER);
+}
+
+}  // namespace
