@@ -240,7 +240,8 @@ void usage() {
         "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
         "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
         "  quvclr spaces                list the colour spaces\n"
-        "  quvclr profile FILE          print an ICC profile: header, tag table and decoded tags\n");
+        "  quvclr profile FILE          print an ICC profile: header, tag table and decoded tags\n"
+        "  quvclr embedded [ID [FILE]]  the embedded profiles: their facts, one in full, or its bytes to FILE\n");
 }
 
 // ---- profiles ----
@@ -346,16 +347,7 @@ void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
     }
 }
 
-int printProfile(const char* path) {
-    IccProfile profile;
-    Quv_InitICCProfile(&profile, sizeof profile);
-    const ClrStatus status = Quv_FillICCProfileFromICCFileA(path, &profile);
-    if (status != CLR_SUCCESS) {
-        std::fprintf(stderr, "quvclr profile: %s: %s (%d)\n", path, statusName(status), status);
-        Quv_FreeICCProfile(&profile);
-        return 1;
-    }
-    std::printf("%s: %llu bytes\n", path, static_cast<unsigned long long>(profile.dataSize));
+void printProfileRecord(IccProfile& profile) {
     printHeader(*profile.header);
     const IccTagEntry* table = profile.tagTable;
     std::printf("\n%d tags\n  %-3s %-6s %10s %10s  %-6s  %s\n", profile.tagCount, "#", "tag", "offset", "size",
@@ -368,12 +360,12 @@ int printProfile(const char* path) {
         // Get reads the first row of a signature; a later twin shows its row only.
         bool first = true;
         for (int j = 0; j < i; ++j) first = first && table[j].signature != row.signature;
-        IccTagRecord record;
-        const ClrStatus got = first ? Quv_GetICCTagData(&profile, &record, row.signature) : CLR_SUCCESS;
         if (!first) {
             std::printf("(signature listed twice)\n");
             continue;
         }
+        IccTagRecord record;
+        const ClrStatus got = Quv_GetICCTagData(&profile, &record, row.signature);
         if (got == CLR_SUCCESS || got == CLR_TAG_UNKNOWN_SIGNATURE || got == CLR_TAG_UNKNOWN_TYPE ||
             got == CLR_TAG_UNKNOWN_BOTH) {
             printTagValue(record, got == CLR_TAG_UNKNOWN_TYPE || got == CLR_TAG_UNKNOWN_BOTH ? 0 : type, row.size);
@@ -384,8 +376,94 @@ int printProfile(const char* path) {
         }
         std::printf("\n");
     }
+}
+
+int printProfile(const char* path) {
+    IccProfile profile;
+    Quv_InitICCProfile(&profile, sizeof profile);
+    const ClrStatus status = Quv_FillICCProfileFromICCFileA(path, &profile);
+    if (status != CLR_SUCCESS) {
+        std::fprintf(stderr, "quvclr profile: %s: %s (%d)\n", path, statusName(status), status);
+        Quv_FreeICCProfile(&profile);
+        return 1;
+    }
+    std::printf("%s: %llu bytes\n", path, static_cast<unsigned long long>(profile.dataSize));
+    printProfileRecord(profile);
     Quv_FreeICCProfile(&profile);
     return 0;
+}
+
+// ---- the embedded profiles ----
+
+const struct {
+    uint32_t id;
+    const char* role;
+} kEmbedded[] = {
+    {CLR_EMBEDDED_PROFILE_RGB, "display RGB"},
+    {CLR_EMBEDDED_PROFILE_LAB, "Lab identity"},
+    {CLR_EMBEDDED_PROFILE_CMYK, "printer CMYK"},
+    {CLR_EMBEDDED_PROFILE_CMY, "CMY"},
+};
+
+std::vector<uint8_t> embeddedBytes(uint32_t id, ClrStatus* status) {
+    int32_t length = 0;
+    *status = Quv_ClrGetEmbeddedProfile(id, nullptr, &length);
+    if (*status != CLR_SUCCESS) return {};
+    std::vector<uint8_t> bytes(static_cast<size_t>(length));
+    *status = Quv_ClrGetEmbeddedProfile(id, bytes.data(), &length);
+    return bytes;
+}
+
+// Without an id: a line of facts for each profile. With one: that profile in
+// full, or its bytes written to a file.
+int embedded(int argc, char** argv) {
+    if (argc == 0) {
+        std::printf("%-4s %-13s %8s  %-6s %-6s %-6s %-7s %s\n", "id", "role", "bytes", "class", "space", "pcs",
+                    "version", "tags");
+        for (const auto& e : kEmbedded) {
+            ClrStatus status;
+            std::vector<uint8_t> bytes = embeddedBytes(e.id, &status);
+            IccProfile profile;
+            Quv_InitICCProfile(&profile, sizeof profile);
+            if (status == CLR_SUCCESS) status = Quv_FillICCProfileStructure(&profile, bytes.data(), bytes.size());
+            if (status != CLR_SUCCESS) {
+                std::printf("%-4u %-13s %s (%d)\n", e.id, e.role, statusName(status), status);
+            } else {
+                const IccHeader& h = *profile.header;
+                std::printf("%-4u %-13s %8zu  %-6s %-6s %-6s %u.%u     %d\n", e.id, e.role, bytes.size(),
+                            sigText(h.deviceClass).c_str(), sigText(h.colorSpace).c_str(),
+                            sigText(h.connectionSpace).c_str(), h.version >> 24, (h.version >> 20) & 15,
+                            profile.tagCount);
+            }
+            Quv_FreeICCProfile(&profile);
+        }
+        return 0;
+    }
+    const uint32_t id = static_cast<uint32_t>(std::strtoul(argv[0], nullptr, 10));
+    ClrStatus status;
+    std::vector<uint8_t> bytes = embeddedBytes(id, &status);
+    if (status != CLR_SUCCESS) {
+        std::fprintf(stderr, "quvclr embedded: no profile %s: %s (%d)\n", argv[0], statusName(status), status);
+        return 1;
+    }
+    if (argc >= 2) {
+        const std::string error = quvclr_tool::writeRaw(argv[1], bytes);
+        if (!error.empty()) {
+            std::fprintf(stderr, "quvclr embedded: %s\n", error.c_str());
+            return 1;
+        }
+        std::printf("wrote profile %u, %zu bytes, to %s\n", id, bytes.size(), argv[1]);
+        return 0;
+    }
+    IccProfile profile;
+    Quv_InitICCProfile(&profile, sizeof profile);
+    status = Quv_FillICCProfileStructure(&profile, bytes.data(), bytes.size());
+    if (status == CLR_SUCCESS) {
+        std::printf("embedded profile %u: %zu bytes\n", id, bytes.size());
+        printProfileRecord(profile);
+    }
+    Quv_FreeICCProfile(&profile);
+    return status == CLR_SUCCESS ? 0 : 1;
 }
 
 int listSpaces() {
@@ -481,6 +559,7 @@ int main(int argc, char** argv) {
     const std::string verb = argv[1];
     if (verb == "convert") return convert(argc - 2, argv + 2);
     if (verb == "spaces") return listSpaces();
+    if (verb == "embedded") return embedded(argc - 2, argv + 2);
     if (verb == "profile") {
         if (argc != 3) {
             usage();
