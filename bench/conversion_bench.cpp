@@ -3,6 +3,7 @@
 // run. The ratios are printed after the table.
 #include "frame/handle.h"
 #include "platform/probe.h"
+#include "ratio_reporter.h"
 
 #include <quvclr/quvclr.h>
 
@@ -171,55 +172,6 @@ void OneRowProbes(benchmark::State& state) {
     }
 }
 
-// Records each result and prints the ratios the figures are judged by,
-// from the median of the repetitions.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs) {
-            if (r.run_type == Run::RT_Iteration) samples_[r.run_name.str()].push_back(r.GetAdjustedRealTime());
-            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
-                medians_[r.run_name.str()] = r.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (auto& [name, times] : samples_) {
-            std::sort(times.begin(), times.end());
-            seconds_[name] = times[times.size() / 2];
-        }
-        for (const auto& [name, t] : medians_) seconds_[name] = t;
-        std::printf("\nratios (higher is better for throughput, lower for cost)\n");
-        ratio("same-space copy / memcpy (throughput, target >= 0.9)", "Memcpy", "SameSpaceCopy");
-        ratio("byte swap / libyuv RAWToRGB24 (throughput, target >= 0.8)", "LibyuvRawToRgb24", "ByteSwap");
-        ratio("probes / one-row convert (cost, target <= 0.10)", "OneRowProbes", "OneRowConvert");
-        ratio("ICC rgb_to_cmyk / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/rgb_to_cmyk",
-              "Icc/rgb_to_cmyk");
-        ratio("ICC cmyk_to_rgb / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/cmyk_to_rgb",
-              "Icc/cmyk_to_rgb");
-        ratio("fixed-point Lab encode / floating (throughput)", "Kernel/rgb_to_lab", "FixedLab/rgb_to_lab");
-        ratio("fixed-point Lab decode / floating (throughput)", "Kernel/lab_to_rgb", "FixedLab/lab_to_rgb");
-        for (const auto& [name, t] : seconds_)
-            if (name.rfind("Kernel/", 0) == 0) ratio((name.substr(7) + " / memcpy (throughput)").c_str(), "Memcpy", name);
-    }
-
-private:
-    // Time of a over time of b: b's throughput relative to a's, or a's cost
-    // relative to b's.
-    void ratio(const char* label, const std::string& a, const std::string& b) {
-        if (!seconds_.count(a) || !seconds_.count(b)) return;
-        if (!(seconds_[a] > 0 && seconds_[b] > 0)) {
-            std::printf("  %-60s     n/a\n", label);
-            return;
-        }
-        std::printf("  %-60s %7.3f\n", label, seconds_[a] / seconds_[b]);
-    }
-    std::map<std::string, std::vector<double>> samples_;
-    std::map<std::string, double> medians_;
-    std::map<std::string, double> seconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -252,16 +204,19 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("Icc/cmyk_to_rgb", [](benchmark::State& st) { Icc(st, ClrSpaceCmyk, ClrSpaceRgb); });
     benchmark::RegisterBenchmark("IccDirect/cmyk_to_rgb",
                                  [](benchmark::State& st) { IccDirect(st, ClrSpaceCmyk, ClrSpaceRgb); });
-    // Five repetitions unless the command line says otherwise.
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=5";
-    bool given = false;
-    for (char* a : args) given = given || std::strncmp(a, "--benchmark_repetitions", 23) == 0;
-    if (!given) args.push_back(repetitions.data());
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    quvbench::RatioReporter reporter([](quvbench::RatioReporter& r) {
+        std::printf("\nratios (higher is better for throughput, lower for cost)\n");
+        r.ratio("same-space copy / memcpy (throughput, target >= 0.9)", "Memcpy", "SameSpaceCopy");
+        r.ratio("byte swap / libyuv RAWToRGB24 (throughput, target >= 0.8)", "LibyuvRawToRgb24", "ByteSwap");
+        r.ratio("probes / one-row convert (cost, target <= 0.10)", "OneRowProbes", "OneRowConvert");
+        r.ratio("ICC rgb_to_cmyk / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/rgb_to_cmyk",
+                "Icc/rgb_to_cmyk");
+        r.ratio("ICC cmyk_to_rgb / cmsDoTransform (throughput, target >= 0.97)", "IccDirect/cmyk_to_rgb",
+                "Icc/cmyk_to_rgb");
+        r.ratio("fixed-point Lab encode / floating (throughput)", "Kernel/rgb_to_lab", "FixedLab/rgb_to_lab");
+        r.ratio("fixed-point Lab decode / floating (throughput)", "Kernel/lab_to_rgb", "FixedLab/lab_to_rgb");
+        for (const auto& [name, t] : r.seconds())
+            if (name.rfind("Kernel/", 0) == 0) r.ratio(name.substr(7) + " / memcpy (throughput)", "Memcpy", name);
+    });
+    return quvbench::runBenchmarks(argc, argv, reporter);
 }

@@ -4,6 +4,8 @@
 // printed after the table.
 #include <quvclr/quvclr.h>
 
+#include "ratio_reporter.h"
+
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
 
@@ -166,44 +168,6 @@ void QuvHeaderSetter(benchmark::State& state) {
     setBytes(state);
 }
 
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs) {
-            if (r.run_type == Run::RT_Iteration) samples_[r.run_name.str()].push_back(r.GetAdjustedRealTime());
-            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
-                medians_[r.run_name.str()] = r.GetAdjustedRealTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (auto& [name, times] : samples_) {
-            std::sort(times.begin(), times.end());
-            seconds_[name] = times[times.size() / 2];
-        }
-        for (const auto& [name, t] : medians_) seconds_[name] = t;
-        std::printf("\nprofile: %s, %zu bytes\n", subject().path.c_str(), subject().bytes.size());
-        std::printf("ratios (time of the first over time of the second; below 1 means quvclr is faster)\n");
-        ratio("quvclr parse + read all tags / lcms2 open + read all tags", "QuvParseAndReadTags",
-              "LcmsOpenAndReadTags");
-        ratio("quvclr parse + read all tags / lcms2 open + raw-read all tags", "QuvParseAndReadTags",
-              "LcmsOpenAndReadRawTags");
-        ratio("quvclr parse / lcms2 open", "QuvParse", "LcmsOpen");
-        ratio("quvclr parse / memcpy of the profile", "QuvParse", "Memcpy");
-        ratio("one header setter (whole rebuild) / memcpy of the profile", "QuvHeaderSetter", "Memcpy");
-    }
-
-private:
-    void ratio(const char* label, const std::string& a, const std::string& b) {
-        if (!seconds_.count(a) || !seconds_.count(b)) return;
-        std::printf("  %-64s %8.3f\n", label, seconds_[a] / seconds_[b]);
-    }
-    std::map<std::string, std::vector<double>> samples_;
-    std::map<std::string, double> medians_;
-    std::map<std::string, double> seconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -218,15 +182,16 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("LcmsOpenAndReadTags", LcmsOpenAndReadTags);
     benchmark::RegisterBenchmark("LcmsOpenAndReadRawTags", LcmsOpenAndReadRawTags);
     benchmark::RegisterBenchmark("QuvHeaderSetter", QuvHeaderSetter);
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=5";
-    bool given = false;
-    for (char* a : args) given = given || std::strncmp(a, "--benchmark_repetitions", 23) == 0;
-    if (!given) args.push_back(repetitions.data());
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    quvbench::RatioReporter reporter([](quvbench::RatioReporter& r) {
+        std::printf("\nprofile: %s, %zu bytes\n", subject().path.c_str(), subject().bytes.size());
+        std::printf("ratios (time of the first over time of the second; below 1 means quvclr is faster)\n");
+        r.ratio("quvclr parse + read all tags / lcms2 open + read all tags", "QuvParseAndReadTags",
+                "LcmsOpenAndReadTags");
+        r.ratio("quvclr parse + read all tags / lcms2 open + raw-read all tags", "QuvParseAndReadTags",
+                "LcmsOpenAndReadRawTags");
+        r.ratio("quvclr parse / lcms2 open", "QuvParse", "LcmsOpen");
+        r.ratio("quvclr parse / memcpy of the profile", "QuvParse", "Memcpy");
+        r.ratio("one header setter (whole rebuild) / memcpy of the profile", "QuvHeaderSetter", "Memcpy");
+    });
+    return quvbench::runBenchmarks(argc, argv, reporter);
 }

@@ -13,19 +13,11 @@
 
 namespace {
 
+using quvtest::Handle;
+using quvtest::makeHandle;
+
 using quvtest::MappedPages;
 using quvtest::randomBytes;
-
-struct HandleDeleter {
-    void operator()(ClrHandle* h) const { Quv_ClrFree(h); }
-};
-using Handle = std::unique_ptr<ClrHandle, HandleDeleter>;
-
-Handle makeHandle(ClrSpace from, ClrSpace to) {
-    ClrHandle* h = nullptr;
-    EXPECT_EQ(Quv_ClrInit(&h, from, to, nullptr), CLR_SUCCESS);
-    return Handle(h);
-}
 
 std::vector<uint8_t> direct(ClrSpace from, ClrSpace to, const std::vector<uint8_t>& src, int32_t w, int32_t h,
                             size_t outBytes) {

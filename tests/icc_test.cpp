@@ -19,6 +19,9 @@
 
 namespace {
 
+using quvtest::Handle;
+using quvtest::makeHandle;
+
 const std::string kSrgb = "/usr/share/color/icc/colord/sRGB.icc";
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
 const std::string kProPhoto = "/usr/share/color/icc/colord/ProPhotoRGB.icc";
@@ -52,17 +55,6 @@ ClrParams customParams() {
     return p;
 }
 
-struct HandleDeleter {
-    void operator()(ClrHandle* h) const { Quv_ClrFree(h); }
-};
-using Handle = std::unique_ptr<ClrHandle, HandleDeleter>;
-
-Handle make(ClrSpace from, ClrSpace to, ClrParams* p, ClrStatus expected = CLR_SUCCESS) {
-    ClrHandle* h = nullptr;
-    EXPECT_EQ(Quv_ClrInit(&h, from, to, p), expected);
-    return Handle(h);
-}
-
 // lcms2 by itself: the two profiles, the output's header intent, no flags.
 std::vector<uint8_t> lcmsReference(const std::vector<uint8_t>& in, const std::vector<uint8_t>& out,
                                    cmsUInt32Number inFormat, cmsUInt32Number outFormat,
@@ -88,7 +80,7 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     ClrParams byPath = customParams();
     setPath(byPath.inputProfilePath, kSrgb);
     setPath(byPath.outputProfilePath, kAdobe);
-    Handle h = make(ClrSpaceRgb, ClrSpaceBgr, &byPath);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byPath);
     ASSERT_TRUE(h);
     EXPECT_EQ(h->stageCount, 1);
     std::vector<uint8_t> out(pixels.size());
@@ -100,7 +92,7 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     byBlock.inputProfileBlock = &in;
     byBlock.outputProfileBlock = &outBlock;
     setPath(byBlock.inputProfilePath, "/nonexistent/ignored.icc");  // a block wins over a path
-    Handle b = make(ClrSpaceRgb, ClrSpaceBgr, &byBlock);
+    Handle b = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byBlock);
     ASSERT_TRUE(b);
     ASSERT_NE(b->inputProfileBlock, nullptr);
     // Packed fields are read by value: a reference to them would be misaligned.
@@ -117,7 +109,7 @@ TEST(CustomIcc, EqualSpacesStillTransform) {
     ClrParams p = customParams();
     setPath(p.inputProfilePath, kSrgb);
     setPath(p.outputProfilePath, kProPhoto);
-    Handle h = make(ClrSpaceRgb, ClrSpaceRgb, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
     ASSERT_TRUE(h);
     const uint8_t red[3] = {255, 0, 0};
     uint8_t out[3];
@@ -129,7 +121,7 @@ TEST(CustomIcc, RowsWithPaddingAndInPlaceRunsAgreeWithOneRun) {
     ClrParams p = customParams();
     setPath(p.inputProfilePath, kSrgb);
     setPath(p.outputProfilePath, kAdobe);
-    Handle h = make(ClrSpaceRgb, ClrSpaceBgr, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
     const int w = 7, hgt = 5;
     const auto packed = quvtest::randomBytes(3 * w * hgt, 4);
     std::vector<uint8_t> expected(packed.size());
@@ -162,7 +154,7 @@ TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
     ClrParams toLab = customParams();
     setPath(toLab.inputProfilePath, kSrgb);
     toLab.outputProfileBlock = &labBlock;
-    Handle h = make(ClrSpaceRgb, ClrSpaceLab, &toLab);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceLab, &toLab);
     ASSERT_TRUE(h);
     const uint8_t grey[3] = {128, 128, 128};
     uint8_t out[3];
@@ -173,7 +165,7 @@ TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
     ClrParams fromLab = customParams();
     fromLab.inputProfileBlock = &labBlock;
     setPath(fromLab.outputProfilePath, kSrgb);
-    Handle back = make(ClrSpaceLab, ClrSpaceRgb, &fromLab);
+    Handle back = makeHandle(ClrSpaceLab, ClrSpaceRgb, &fromLab);
     ASSERT_TRUE(back);
     const uint8_t neutral[3] = {out[0], 128, 128};
     uint8_t rgb[3];
@@ -185,41 +177,41 @@ TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
 TEST(CustomIcc, OneSideGivenTakesTheEmbeddedProfileForTheOther) {
     ClrParams p = customParams();
     setPath(p.inputProfilePath, kAdobe);
-    Handle h = make(ClrSpaceRgb, ClrSpaceRgb, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
     ASSERT_TRUE(h) << "output filled from the embedded RGB profile";
     ClrParams q = customParams();
     setPath(q.outputProfilePath, kAdobe);
     setPath(q.inputProfilePath, "/nonexistent/in.icc");  // names no file: the side is absent
-    Handle g = make(ClrSpaceBgr, ClrSpaceRgb, &q);
+    Handle g = makeHandle(ClrSpaceBgr, ClrSpaceRgb, &q);
     ASSERT_TRUE(g);
     EXPECT_EQ(g->inputProfilePath[0], 0) << "only a path that names a file is kept";
 }
 
 TEST(CustomIcc, StatusesOfTheBuilder) {
     ClrParams none = customParams();
-    make(ClrSpaceRgb, ClrSpaceRgb, &none, CLR_INVALID_PROFILE_SET);  // no input even after the fallback
-    make(ClrSpaceYuv, ClrSpaceRgb, &none, CLR_TRANSFORM_LINK_FAILED);  // YUV has no format
-    make(ClrSpaceRgb, ClrSpaceRgb444, &none, CLR_TRANSFORM_LINK_FAILED);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &none, CLR_INVALID_PROFILE_SET);  // no input even after the fallback
+    makeHandle(ClrSpaceYuv, ClrSpaceRgb, &none, CLR_TRANSFORM_LINK_FAILED);  // YUV has no format
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb444, &none, CLR_TRANSFORM_LINK_FAILED);
 
     std::vector<uint8_t> corrupt = readFile(kSrgb);
     corrupt[36] = 'X';  // the 'acsp' signature
     ClrProfileBlock bad{0, corrupt.data(), corrupt.size()};
     ClrParams p = customParams();
     p.inputProfileBlock = &bad;
-    make(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_PROFILE_OPEN_FAILED);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_PROFILE_OPEN_FAILED);
     ClrProfileBlock empty{0, corrupt.data(), 0};
     p.inputProfileBlock = &empty;
-    make(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
     quvtest::MappedPages unreadable(1, PROT_NONE);
     ClrProfileBlock gone{0, unreadable.data(), 100};
     p.inputProfileBlock = &gone;
-    make(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
 
     // An RGB profile for a Lab side: the spaces don't match, and Lab has no
     // embedded stand-in to fall back on.
     ClrParams mismatch = customParams();
     setPath(mismatch.inputProfilePath, kSrgb);
-    make(ClrSpaceRgb, ClrSpaceLab, &mismatch, CLR_ICC_SPACE_MISMATCH);
+    makeHandle(ClrSpaceRgb, ClrSpaceLab, &mismatch, CLR_ICC_SPACE_MISMATCH);
 }
 
 TEST(CustomIcc, LongPathsThatNameAFileAreRefused) {
@@ -233,7 +225,7 @@ TEST(CustomIcc, LongPathsThatNameAFileAreRefused) {
     ASSERT_EQ(std::system(("cp " + kSrgb + " '" + file + "'").c_str()), 0);
     ClrParams p = customParams();
     setPath(p.inputProfilePath, file);
-    make(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
     std::system(("rm -rf " + dir).c_str());
 }
 
@@ -241,7 +233,7 @@ TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
     // The output came from the embedded fallback, so its stored path is empty.
     ClrParams p = customParams();
     setPath(p.inputProfilePath, kSrgb);
-    Handle h = make(ClrSpaceRgb, ClrSpaceBgr, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
     ASSERT_TRUE(h);
     ClrParams update = customParams();
     update.methodMask = 2;
@@ -261,7 +253,7 @@ TEST(CustomIcc, ThreadsShareOneHandle) {
     ClrParams p = customParams();
     setPath(p.inputProfilePath, kSrgb);
     setPath(p.outputProfilePath, kProPhoto);
-    Handle h = make(ClrSpaceRgb, ClrSpaceRgb, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
     const auto pixels = quvtest::randomBytes(3 * 4096, 8);
     std::vector<uint8_t> expected(pixels.size());
     ASSERT_EQ(Quv_ClrConvert(h.get(), pixels.data(), expected.data(), 64, 64, 0, 0), CLR_SUCCESS);
@@ -312,7 +304,7 @@ TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
         const auto expected = lcmsReference(embedded(c.inId), embedded(c.outId), c.inFormat, c.outFormat, pixels,
                                             size_t(c.outBytes) * n);
         ClrParams p = builtinIcc();
-        Handle h = make(c.from, c.to, &p);
+        Handle h = makeHandle(c.from, c.to, &p);
         ASSERT_TRUE(h) << c.from << " -> " << c.to;
         EXPECT_NE(h->iccTransform, nullptr);
         std::vector<uint8_t> out(size_t(c.outBytes) * n);
@@ -323,7 +315,7 @@ TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
 
 TEST(BuiltinIcc, LabOutputBytesAreSigned) {
     ClrParams p = builtinIcc();
-    Handle h = make(ClrSpaceRgb, ClrSpaceLab, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceLab, &p);
     ASSERT_TRUE(h);
     const uint8_t grey[3] = {128, 128, 128};
     uint8_t lab[3];
@@ -334,10 +326,10 @@ TEST(BuiltinIcc, LabOutputBytesAreSigned) {
 
 TEST(BuiltinIcc, SpacesWithoutAFormatAreRefused) {
     ClrParams p = builtinIcc();
-    make(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_INVALID_SPACE);
-    make(ClrSpaceHsv, ClrSpaceRgb, &p, CLR_INVALID_SPACE);
+    makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_INVALID_SPACE);
+    makeHandle(ClrSpaceHsv, ClrSpaceRgb, &p, CLR_INVALID_SPACE);
     // Two-stage pairs skip the transform and keep their spaces as formats.
-    Handle twoStage = make(ClrSpaceHsv, ClrSpaceYuv, &p);
+    Handle twoStage = makeHandle(ClrSpaceHsv, ClrSpaceYuv, &p);
     ASSERT_TRUE(twoStage);
     EXPECT_EQ(twoStage->iccTransform, nullptr);
     EXPECT_EQ(twoStage->inputFormat, uint32_t{ClrSpaceHsv});
@@ -357,8 +349,8 @@ TEST(BuiltinIcc, TheShortRecordCarriesNoEngineFlags) {
 
 TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     ClrParams p = builtinIcc();
-    Handle viaYcck = make(ClrSpaceYcck, ClrSpaceRgb, &p);
-    Handle viaCmyk = make(ClrSpaceCmyk, ClrSpaceRgb, &p);
+    Handle viaYcck = makeHandle(ClrSpaceYcck, ClrSpaceRgb, &p);
+    Handle viaCmyk = makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p);
     ASSERT_TRUE(viaYcck && viaCmyk);
     ASSERT_NE(viaYcck->ycckTable, nullptr);
     const auto cmyk = quvtest::randomBytes(4 * 500, 31);
@@ -379,7 +371,7 @@ TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     // In place the same.
     std::vector<uint8_t> inPlace = ycck;
     ClrParams toCmyk = builtinIcc();
-    Handle ycckToCmyk = make(ClrSpaceYcck, ClrSpaceCmyk, &toCmyk);
+    Handle ycckToCmyk = makeHandle(ClrSpaceYcck, ClrSpaceCmyk, &toCmyk);
     std::vector<uint8_t> separate(ycck.size());
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), ycck.data(), separate.data(), 500, 1, 0, 0), CLR_SUCCESS);
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), inPlace.data(), inPlace.data(), 500, 1, 0, 0), CLR_SUCCESS);
@@ -402,7 +394,7 @@ TEST(CustomIcc, OneProfileWithALabConnectionServesALabSide) {
     ClrProfileBlock block{0, cmyk.data(), cmyk.size()};
     ClrParams p = customParams();
     p.inputProfileBlock = &block;
-    Handle h = make(ClrSpaceCmyk, ClrSpaceLab, &p);
+    Handle h = makeHandle(ClrSpaceCmyk, ClrSpaceLab, &p);
     ASSERT_TRUE(h);
     const uint8_t paper[4] = {0, 0, 0, 0};
     uint8_t lab[3];
@@ -412,7 +404,7 @@ TEST(CustomIcc, OneProfileWithALabConnectionServesALabSide) {
 
 TEST(BuiltinIcc, WhitePointUpdatesRebuildTheTransform) {
     ClrParams p = builtinIcc();
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p);
     ASSERT_TRUE(h);
     void* before = h->iccTransform;
     ClrWhitePoint d65{65, 0, 0};

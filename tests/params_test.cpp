@@ -18,6 +18,9 @@
 
 namespace {
 
+using quvtest::Handle;
+using quvtest::makeHandle;
+
 namespace qt = quv::testing;
 
 ClrParams params(uint32_t method, uint32_t mask = 0) {
@@ -35,17 +38,6 @@ void setPath(ClrWChar* field, const std::string& path) {
     std::memcpy(field, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
 }
 
-struct HandleDeleter {
-    void operator()(ClrHandle* h) const { Quv_ClrFree(h); }
-};
-using Handle = std::unique_ptr<ClrHandle, HandleDeleter>;
-
-Handle make(ClrSpace from, ClrSpace to, ClrParams* p, ClrStatus expected = CLR_SUCCESS) {
-    ClrHandle* h = nullptr;
-    EXPECT_EQ(Quv_ClrInit(&h, from, to, p), expected);
-    return Handle(h);
-}
-
 // ---- Quv_ClrInit with a record ----
 
 TEST(InitParams, AutomaticMethodFollowsThePair) {
@@ -55,7 +47,7 @@ TEST(InitParams, AutomaticMethodFollowsThePair) {
     };
     for (Case c : {Case{3, 5, 1}, Case{2, 0, 2}, Case{0, 2, 2}, Case{7, 0, 1}, Case{0, 7, 1}, Case{11, 0, 2}}) {
         ClrParams p = params(CLR_METHOD_AUTO);
-        Handle h = make(c.from, c.to, &p);
+        Handle h = makeHandle(c.from, c.to, &p);
         ASSERT_TRUE(h) << c.from << " -> " << c.to;
         EXPECT_EQ(h->activeMethod, c.method) << c.from << " -> " << c.to;
         EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO)) << "put back on success";
@@ -66,7 +58,7 @@ TEST(InitParams, AutomaticMethodFollowsThePair) {
 TEST(InitParams, AutomaticServesNoOtherRgbPairs) {
     for (ClrSpace to : {ClrSpaceYuv, ClrSpaceYcck, ClrSpaceHsv}) {
         ClrParams p = params(CLR_METHOD_AUTO);
-        make(ClrSpaceRgb, to, &p, CLR_INVALID_METHOD);
+        makeHandle(ClrSpaceRgb, to, &p, CLR_INVALID_METHOD);
         EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO));
         EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_AUTO));
     }
@@ -76,7 +68,7 @@ TEST(InitParams, AutomaticFailingLaterKeepsTheResolvedFields) {
     ClrParams p = params(CLR_METHOD_AUTO);
     ClrCmykParams bad{11, 250, 0};
     p.cmykParams = &bad;
-    make(ClrSpaceHsv, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
+    makeHandle(ClrSpaceHsv, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
     EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_BUILTIN));
     EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_BUILTIN));
 }
@@ -84,23 +76,23 @@ TEST(InitParams, AutomaticFailingLaterKeepsTheResolvedFields) {
 TEST(InitParams, EmulationNeedsItsKindWordAndMasksNeedAServedMethod) {
     ClrParams p = params(CLR_METHOD_EMULATION);
     p.emulationKind = 0;
-    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
+    makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_INVALID_PARAMETER);
     ClrParams none = params(CLR_METHOD_BUILTIN, 64);
-    make(ClrSpaceRgb, ClrSpaceYuv, &none, CLR_INVALID_METHOD);
+    makeHandle(ClrSpaceRgb, ClrSpaceYuv, &none, CLR_INVALID_METHOD);
     ClrParams disjoint = params(CLR_METHOD_BUILTIN, CLR_METHOD_EMULATION);
-    make(ClrSpaceRgb, ClrSpaceYuv, &disjoint, CLR_INVALID_METHOD);
+    makeHandle(ClrSpaceRgb, ClrSpaceYuv, &disjoint, CLR_INVALID_METHOD);
     ClrParams wide = params(CLR_METHOD_BUILTIN, CLR_METHOD_BUILTIN | 128);
-    EXPECT_TRUE(make(ClrSpaceRgb, ClrSpaceYuv, &wide));
+    EXPECT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceYuv, &wide));
 }
 
 TEST(InitParams, WhitePointIsCopiedOrDefaults) {
     ClrParams p = params(CLR_METHOD_BUILTIN);
-    Handle a = make(ClrSpaceRgb, ClrSpaceYiq, &p);
+    Handle a = makeHandle(ClrSpaceRgb, ClrSpaceYiq, &p);
     ASSERT_NE(a->whitePoint, nullptr);
     EXPECT_EQ(a->whitePoint->code, 50u);
     ClrWhitePoint custom{0, 0.3127, 0.3290};
     p.whitePoint = &custom;
-    Handle b = make(ClrSpaceRgb, ClrSpaceYiq, &p);
+    Handle b = makeHandle(ClrSpaceRgb, ClrSpaceYiq, &p);
     // Packed fields are read by value: a reference to them would be misaligned.
     const uint32_t code = b->whitePoint->code;
     const double x = b->whitePoint->x, y = b->whitePoint->y;
@@ -120,14 +112,14 @@ TEST(InitParams, ARecordMakesLabAndXyzSourcesOneStage) {
     EXPECT_NE(out[2], 9) << "converted through RGB";
     Quv_ClrFree(plain);
     ClrParams p = params(CLR_METHOD_BUILTIN);
-    Handle h = make(ClrSpaceLab, ClrSpaceHsv, &p);
+    Handle h = makeHandle(ClrSpaceLab, ClrSpaceHsv, &p);
     EXPECT_EQ(h->stageCount, 1);
     std::memset(out, 9, 3);
     EXPECT_EQ(Quv_ClrConvert(h.get(), lab, out, 1, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out[0], 9);
-    Handle xyz = make(ClrSpaceXyz, ClrSpaceHsv, &p);
+    Handle xyz = makeHandle(ClrSpaceXyz, ClrSpaceHsv, &p);
     EXPECT_EQ(xyz->stageCount, 1);
-    Handle hsv = make(ClrSpaceHsv, ClrSpaceXyz, &p);
+    Handle hsv = makeHandle(ClrSpaceHsv, ClrSpaceXyz, &p);
     EXPECT_EQ(hsv->stageCount, 2) << "only an XYZ source";
 }
 
@@ -135,7 +127,7 @@ TEST(InitParams, CmykParamsAreReadOnlyForCmykPairs) {
     ClrParams p = params(CLR_METHOD_BUILTIN);
     ClrCmykParams full{12, 1000, 0};
     p.cmykParams = &full;
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, &p);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p);
     ASSERT_NE(h->cmykParams, nullptr);
     const uint8_t black[3] = {0, 0, 0};
     uint8_t cmyk[4];
@@ -145,12 +137,12 @@ TEST(InitParams, CmykParamsAreReadOnlyForCmykPairs) {
 
     ClrCmykParams bad{11, 1000, 0};
     p.cmykParams = &bad;
-    Handle ignored = make(ClrSpaceRgb, ClrSpaceYuv, &p);
+    Handle ignored = makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p);
     EXPECT_EQ(ignored->cmykParams, nullptr);
-    make(ClrSpaceRgb, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
+    makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
     quvtest::MappedPages none(1, PROT_NONE);
     p.cmykParams = reinterpret_cast<ClrCmykParams*>(none.data());
-    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_BAD_POINTER);
+    makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_BAD_POINTER);
 }
 
 TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
@@ -159,27 +151,27 @@ TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
     ClrParams p = params(CLR_METHOD_BUILTIN);
     p.yuvParams = &yuv;
     {
-        Handle h = make(ClrSpaceRgb, ClrSpaceYuv, &p);
+        Handle h = makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p);
         ASSERT_NE(h->yuvParams, nullptr);
         ASSERT_NE(h->yuvParams->layout, nullptr);
         EXPECT_NE(h->yuvParams->layout, layout) << "the layout is copied";
         EXPECT_EQ(h->yuvParams->layout[7], 7);
     }
     yuv.layoutLength = 7;
-    make(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_YUV_LAYOUT_LENGTH);
+    makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_YUV_LAYOUT_LENGTH);
     yuv = {48, 0, 3, 1, 3, 1, layout, 4, 0, 0, 4 + 1 + 1};  // 4 does not divide by 3
-    make(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_YUV_LAYOUT_DIVISIBILITY);
+    makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_YUV_LAYOUT_DIVISIBILITY);
     yuv = {48, 0, 2, 2, 2, 2, layout, 16, 0, 1, 1};  // planar: one entry
-    EXPECT_TRUE(make(ClrSpaceYuv, ClrSpaceRgb, &p));
+    EXPECT_TRUE(makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p));
     yuv.size = 44;  // the earlier form of the record
-    make(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
+    makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
 }
 
 TEST(InitParams, LabParamsGiveTheFixedPointPath) {
     ClrLabParams lab{32, 0, 0, 100, 128, 170, 96, 200};
     ClrParams p = params(CLR_METHOD_BUILTIN);
     p.labParams = &lab;
-    Handle decode = make(ClrSpaceLab, ClrSpaceRgb, &p);
+    Handle decode = makeHandle(ClrSpaceLab, ClrSpaceRgb, &p);
     ASSERT_NE(decode->labFromTable, nullptr);
     ASSERT_NE(decode->labToTable, nullptr);
     const uint8_t grey[3] = {128, 128, 96};
@@ -190,7 +182,7 @@ TEST(InitParams, LabParamsGiveTheFixedPointPath) {
 
     // Encoding reads B, G, R whatever the source layout: the same bytes give
     // the same Lab through an RGB handle and a BGR one, and (0, 0, 255) is red.
-    Handle encode = make(ClrSpaceRgb, ClrSpaceLab, &p);
+    Handle encode = makeHandle(ClrSpaceRgb, ClrSpaceLab, &p);
     ClrHandle* bgr = nullptr;
     ASSERT_EQ(Quv_ClrInit(&bgr, ClrSpaceBgr, ClrSpaceLab, &p), CLR_SUCCESS);
     const uint8_t bytes[3] = {0, 0, 255};
@@ -202,7 +194,7 @@ TEST(InitParams, LabParamsGiveTheFixedPointPath) {
     EXPECT_GT(a[1], 128 + 20) << "a* of red is well above neutral";
 
     lab.size = 31;
-    make(ClrSpaceLab, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
+    makeHandle(ClrSpaceLab, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
 }
 
 // Fails each allocation of an init in turn; every failure must leave the
@@ -256,7 +248,7 @@ TEST(InitParams, AFailureAtAnyAllocationLeavesNothingBehind) {
 }
 
 TEST(SetParams, AFailedYuvUpdateGivesBackTheCmykRecordMadeBeforeIt) {
-    Handle h = make(ClrSpaceYuv, ClrSpaceCmyk, nullptr);
+    Handle h = makeHandle(ClrSpaceYuv, ClrSpaceCmyk, nullptr);
     int32_t layout[8] = {};
     ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 0, 0, 8};
     ClrCmykParams cmyk{12, 700, 1};
@@ -275,21 +267,21 @@ TEST(SetParams, AFailedYuvUpdateGivesBackTheCmykRecordMadeBeforeIt) {
 
 TEST(InitParams, CustomEmulationNeedsAnExistingTableFile) {
     ClrParams p = params(CLR_METHOD_CUSTOM_EMULATION);
-    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
     setPath(p.emulationTablePath, "/nonexistent/table.tif");
-    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
     // A file that is not a table fails in the loader; a system error number
     // would be reported as a read failure.
     setPath(p.emulationTablePath, "/etc/hostname");
-    make(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_NOT_TIFF);
+    makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_NOT_TIFF);
     // A pair that takes no table loads nothing.
-    EXPECT_TRUE(make(ClrSpaceRgb, ClrSpaceCmyk, &p));
+    EXPECT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p));
 }
 
 // ---- Quv_ClrSetConversionParams ----
 
 TEST(SetParams, ChecksInOrder) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
     ClrParams p = params(CLR_METHOD_BUILTIN);
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), nullptr), CLR_INVALID_PARAMETER);
     p.size = 1700;
@@ -308,7 +300,7 @@ TEST(SetParams, ChecksInOrder) {
 }
 
 TEST(SetParams, MethodUpdatesTestTheMaskForSingleMethodsOnly) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
     ClrParams p = params(CLR_METHOD_ICC, 1);
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_METHOD);
     EXPECT_EQ(h->activeMethod, uint32_t(CLR_METHOD_BUILTIN));
@@ -318,7 +310,7 @@ TEST(SetParams, MethodUpdatesTestTheMaskForSingleMethodsOnly) {
 }
 
 TEST(SetParams, CmykUpdatesMakeThenTakeTheLevelByItsMask) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
     ClrCmykParams cmyk{12, 1000, 0};
     ClrParams p = params(0, 16);
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER) << "no CMYK record";
@@ -332,12 +324,12 @@ TEST(SetParams, CmykUpdatesMakeThenTakeTheLevelByItsMask) {
     cmyk.updateMask = 1;
     ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
     EXPECT_EQ(h->cmykParams->gcrLevel, 300);
-    Handle other = make(ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    Handle other = makeHandle(ClrSpaceRgb, ClrSpaceYuv, nullptr);
     EXPECT_EQ(Quv_ClrSetConversionParams(other.get(), &p), CLR_INVALID_METHOD);
 }
 
 TEST(SetParams, AFailureMidwayKeepsWhatWasApplied) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
     ClrCmykParams cmyk{12, 800, 1};
     ClrParams p = params(CLR_METHOD_BUILTIN, 1 | 16 | 64);  // method, CMYK, then Lab on a handle without Lab
     p.cmykParams = &cmyk;
@@ -347,7 +339,7 @@ TEST(SetParams, AFailureMidwayKeepsWhatWasApplied) {
 }
 
 TEST(SetParams, YuvUpdatesLookAtTheCmykPointerAndBorrowTheFirstLayout) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceYuv, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceYuv, nullptr);
     int32_t layout[8] = {0, 1, 2, 3, 4, 5, 6, 7};
     ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 1, 0, 8};
     ClrParams p = params(0, 32);
@@ -367,7 +359,7 @@ TEST(SetParams, YuvUpdatesLookAtTheCmykPointerAndBorrowTheFirstLayout) {
 }
 
 TEST(SetParams, TheFirstLabUpdateIgnoresTheCallersRanges) {
-    Handle h = make(ClrSpaceLab, ClrSpaceRgb, nullptr);
+    Handle h = makeHandle(ClrSpaceLab, ClrSpaceRgb, nullptr);
     ClrLabParams lab{32, 63, 10, 50, 100, 100, 100, 100};
     ClrParams p = params(0, 64);
     p.labParams = &lab;
@@ -387,7 +379,7 @@ TEST(SetParams, TheFirstLabUpdateIgnoresTheCallersRanges) {
 }
 
 TEST(SetParams, WhitePointNeedsARecordAndRebuildsTransforms) {
-    Handle h = make(ClrSpaceRgb, ClrSpaceHsv, nullptr);
+    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceHsv, nullptr);
     ClrParams p = params(0, 4);
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER);
     ClrWhitePoint d65{65, 0, 0};
@@ -398,7 +390,7 @@ TEST(SetParams, WhitePointNeedsARecordAndRebuildsTransforms) {
 }
 
 TEST(SetParams, EmulationFileResultsAreNotReported) {
-    Handle h = make(ClrSpaceCmyk, ClrSpaceRgb, nullptr);
+    Handle h = makeHandle(ClrSpaceCmyk, ClrSpaceRgb, nullptr);
     ClrParams p = params(0, 8);
     setPath(p.emulationTablePath, "/nonexistent.tif");
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);

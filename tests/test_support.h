@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <sys/mman.h>
@@ -75,6 +76,20 @@ private:
     size_t bytes_;
     uint8_t* base_;
 };
+
+// A handle released at scope end.
+struct HandleDeleter {
+    void operator()(ClrHandle* h) const { Quv_ClrFree(h); }
+};
+using Handle = std::unique_ptr<ClrHandle, HandleDeleter>;
+
+// A handle for the pair, made with `params` (null for none); the status must
+// be `expected`, and the handle is null unless it is 1.
+inline Handle makeHandle(ClrSpace from, ClrSpace to, ClrParams* params = nullptr, ClrStatus expected = CLR_SUCCESS) {
+    ClrHandle* h = nullptr;
+    EXPECT_EQ(Quv_ClrInit(&h, from, to, params), expected) << from << " -> " << to;
+    return Handle(h);
+}
 
 // Deterministic pseudo-random bytes.
 inline std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
