@@ -15,7 +15,6 @@ namespace {
 
 using quvtest::Handle;
 using quvtest::makeHandle;
-
 using quvtest::MappedPages;
 using quvtest::randomBytes;
 

@@ -13,15 +13,53 @@ void swapRunScalar(const uint8_t* src, uint8_t* dst, size_t pixels) {
     }
 }
 
-// Five pixels per step: a 16-byte load at a 15-byte stride, shuffled, and
-// stored back with its 16th byte unchanged, which the next step rewrites.
+namespace {
+
+// Byte k of a 48-byte block of 16 swapped pixels comes from source byte
+// k + 2 - 2 (k mod 3). The mask picks, for output vector `out`, the bytes that
+// come from source vector `in`; 0x80 clears the others.
+struct SwapMasks {
+    alignas(16) uint8_t bytes[3][3][16];
+};
+
+constexpr SwapMasks makeSwapMasks() {
+    SwapMasks m{};
+    for (int out = 0; out < 3; ++out)
+        for (int j = 0; j < 16; ++j) {
+            const int k = 16 * out + j;
+            const int from = k + 2 - 2 * (k % 3);
+            for (int in = 0; in < 3; ++in) m.bytes[out][in][j] = static_cast<uint8_t>(from / 16 == in ? from % 16 : 0x80);
+        }
+    return m;
+}
+
+constexpr SwapMasks kSwapMasks = makeSwapMasks();
+
+}  // namespace
+
+// Sixteen pixels a step: three 16-byte loads, then three stores that never
+// overlap a later load, so buffers whose addresses agree modulo the page size
+// don't stall store forwarding. All loads of a step precede its stores, which
+// keeps an in-place swap correct.
 __attribute__((target("ssse3"))) void swapRunSsse3(const uint8_t* src, uint8_t* dst, size_t pixels) {
-    const __m128i mask = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    auto mask = [](int out, int in) {
+        return _mm_load_si128(reinterpret_cast<const __m128i*>(kSwapMasks.bytes[out][in]));
+    };
+    const __m128i m00 = mask(0, 0), m01 = mask(0, 1);
+    const __m128i m10 = mask(1, 0), m11 = mask(1, 1), m12 = mask(1, 2);
+    const __m128i m21 = mask(2, 1), m22 = mask(2, 2);
     size_t i = 0;
-    // 16 bytes must stay inside the run: 6 pixels or more remain.
-    for (; i + 6 <= pixels; i += 5) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 3 * i));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 3 * i), _mm_shuffle_epi8(v, mask));
+    for (; i + 16 <= pixels; i += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 3 * i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 3 * i + 16));
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 3 * i + 32));
+        const __m128i o0 = _mm_or_si128(_mm_shuffle_epi8(a, m00), _mm_shuffle_epi8(b, m01));
+        const __m128i o1 = _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a, m10), _mm_shuffle_epi8(b, m11)),
+                                        _mm_shuffle_epi8(c, m12));
+        const __m128i o2 = _mm_or_si128(_mm_shuffle_epi8(b, m21), _mm_shuffle_epi8(c, m22));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 3 * i), o0);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 3 * i + 16), o1);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 3 * i + 32), o2);
     }
     swapRunScalar(src + 3 * i, dst + 3 * i, pixels - i);
 }
