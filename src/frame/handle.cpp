@@ -42,6 +42,13 @@ void destroyHandle(ClrHandle* h) {
     quvFree(h);
 }
 
+ClrStatus attachYcckTables(ClrHandle* h) {
+    h->ycckTable = static_cast<kernels::YcckTables*>(quvMalloc(1, sizeof(kernels::YcckTables)));
+    if (!h->ycckTable) return CLR_NO_MEMORY;
+    kernels::buildYcckTables(*h->ycckTable);
+    return CLR_SUCCESS;
+}
+
 }  // namespace quv
 
 using namespace quv;
@@ -109,14 +116,10 @@ extern "C" QUV_API ClrStatus Quv_ClrInit(ClrHandle** out, ClrSpace source, ClrSp
         quvFree(h);
         return CLR_NO_MEMORY;
     }
-    if (source == ClrSpaceYcck || dest == ClrSpaceYcck) {
-        h->ycckTable = static_cast<kernels::YcckTables*>(quvMalloc(1, sizeof(kernels::YcckTables)));
-        if (!h->ycckTable) {
-            registryForget(h);
-            quvFree(h);
-            return CLR_NO_MEMORY;
-        }
-        kernels::buildYcckTables(*h->ycckTable);
+    if ((source == ClrSpaceYcck || dest == ClrSpaceYcck) && attachYcckTables(h) != CLR_SUCCESS) {
+        registryForget(h);
+        quvFree(h);
+        return CLR_NO_MEMORY;
     }
     *out = h;
     return CLR_SUCCESS;

@@ -75,4 +75,7 @@ public:
 // Releases what the handle owns, then the handle itself.
 void destroyHandle(ClrHandle* handle);
 
+// Gives the handle its own YCCK tables; CLR_NO_MEMORY when they can't be made.
+ClrStatus attachYcckTables(ClrHandle* handle);
+
 }  // namespace quv

@@ -177,13 +177,6 @@ ClrStatus keepLabParams(ClrHandle* h, const ClrLabParams* lab, MemoryProbe& prob
     return CLR_SUCCESS;
 }
 
-ClrStatus keepYcckTables(ClrHandle* h) {
-    h->ycckTable = static_cast<kernels::YcckTables*>(quvMalloc(1, sizeof(kernels::YcckTables)));
-    if (!h->ycckTable) return CLR_NO_MEMORY;
-    kernels::buildYcckTables(*h->ycckTable);
-    return CLR_SUCCESS;
-}
-
 // Formats the built-in ICC transform can take: RGB, BGR, CMYK, YCCK, CMY, Lab.
 bool hasIccFormat(uint32_t space) { return space <= ClrSpaceBgr && icc::pixelFormat(space) != 0; }
 
@@ -257,7 +250,7 @@ ClrStatus applyInitParams(ClrHandle* h, uint32_t source, uint32_t dest, ClrParam
     if (either(source, dest, ClrSpaceLab) && p->labParams)
         if (ClrStatus s = keepLabParams(h, p->labParams, probe); s != CLR_SUCCESS) return s;
     if (either(source, dest, ClrSpaceYcck))
-        if (ClrStatus s = keepYcckTables(h); s != CLR_SUCCESS) return s;
+        if (ClrStatus s = attachYcckTables(h); s != CLR_SUCCESS) return s;
     return CLR_SUCCESS;
 }
 
