@@ -167,6 +167,24 @@ TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
     makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
 }
 
+TEST(InitParams, YuvLayoutsAreReadOnlyByTheLayoutKernel) {
+    // The forward kernel takes no notice of the record; the inverse belongs
+    // to the layout-driven kernel, which is not built: it writes nothing.
+    int32_t layout[1] = {0};
+    ClrYuvParams yuv{48, 0, 2, 2, 2, 2, layout, 16, 0, 1, 1};
+    ClrParams p = params(CLR_METHOD_BUILTIN);
+    p.yuvParams = &yuv;
+    const uint8_t rgb[3] = {200, 100, 50};
+    uint8_t out[3];
+    Handle forward = makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p);
+    ASSERT_EQ(Quv_ClrConvert(forward.get(), rgb, out, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(out[0], 124);
+    Handle inverse = makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p);
+    uint8_t back[3] = {7, 7, 7};
+    EXPECT_EQ(Quv_ClrConvert(inverse.get(), out, back, 1, 1, 0, 0), CLR_SUCCESS);
+    EXPECT_EQ(back[0], 7);
+}
+
 TEST(InitParams, LabParamsGiveTheFixedPointPath) {
     ClrLabParams lab{32, 0, 0, 100, 128, 170, 96, 200};
     ClrParams p = params(CLR_METHOD_BUILTIN);

@@ -17,6 +17,14 @@ ClrStatus plain(const RouteCall& c) {
     return K(c.io, c.orderFlag);
 }
 
+// A handle holding a YUV layout reads YUV through the layout-driven kernel of
+// the video formats, which the library does not have yet: like any pair
+// without a kernel, it writes nothing and succeeds.
+ClrStatus fromYuv(const RouteCall& c) {
+    if (c.handle && c.handle->yuvParams) return CLR_SUCCESS;
+    return kernels::yuvToRgb(c.io, c.orderFlag);
+}
+
 int32_t gcrLevel(const ClrHandle* h) {
     return h && h->cmykParams ? h->cmykParams->gcrLevel : kernels::kDefaultGcrLevel;
 }
@@ -54,7 +62,7 @@ ClrStatus fromYcck(const RouteCall& c) {
 }
 
 constexpr std::array kRoutes{
-    SpaceRoute{ClrSpaceYuv, plain<kernels::rgbToYuv>, plain<kernels::yuvToRgb>},
+    SpaceRoute{ClrSpaceYuv, plain<kernels::rgbToYuv>, fromYuv},
     SpaceRoute{ClrSpaceCmyk, toCmyk, fromCmyk},
     SpaceRoute{ClrSpaceHsv, plain<kernels::rgbToHsv>, plain<kernels::hsvToRgb>},
     SpaceRoute{ClrSpaceHls, plain<kernels::rgbToHls>, plain<kernels::hlsToRgb>},
