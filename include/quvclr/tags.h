@@ -31,7 +31,10 @@ typedef struct IccTagHead {
     uint32_t reserved;
 } IccTagHead;
 
-/* "text": the characters as the tag holds them; no length field. */
+/* "text": the characters as the tag holds them; no length field. Set and
+ * Create read a caller's text up to its first zero 16-bit unit (two zero bytes
+ * at an even offset), which the caller's block must hold; a text from Get has
+ * such zeros behind its bytes. */
 typedef struct IccTextType {
     IccTagHead head;
     char* text;

@@ -80,8 +80,11 @@ ClrStatus convertThroughHub(MemoryProbe& probe, uint32_t sourceSpace, uint32_t d
 
     if (destSpace == ClrSpaceRgb444) {
         // Packs the caller's source, read as RGB, into the temporary, which
-        // is then dropped: the destination is left as it was.
-        if (!prove444()) return CLR_INVALID_PARAMETER;
+        // is then dropped: the destination is left as it was. A source whose
+        // own space holds fewer than three bytes a pixel would be read past
+        // its end; that is refused as a buffer that fails its proof.
+        const uint64_t sourceHolds = (kernels::rowBytes(sourceSpace, width) + srcPad) * uint64_t(height);
+        if (!prove444() || 3 * uint64_t{pixels} > sourceHolds) return CLR_INVALID_PARAMETER;
         packRgb444(src, rgb, pixels);
         return CLR_SUCCESS;
     }

@@ -75,13 +75,15 @@ ClrStatus open(const ProfileSource& source, Profile* profile) {
     return CLR_SUCCESS;
 }
 
-// The colour space lcms2 expects of each end of a chain of profiles.
-void chainSpaces(cmsHPROFILE* profiles, int count, cmsColorSpaceSignature* entry, cmsColorSpaceSignature* exit) {
-    cmsColorSpaceSignature after = cmsSigRgbData;
+// The colour space lcms2 expects of each end of a chain of profiles. The
+// spaces and classes come from the caller's profile headers and may hold any
+// 32-bit value, so they are kept as plain numbers, never as lcms2's enums.
+void chainSpaces(cmsHPROFILE* profiles, int count, uint32_t* entry, uint32_t* exit) {
+    uint32_t after = cmsSigRgbData;
     for (int i = 0; i < count; ++i) {
         const bool intoConnection = after != cmsSigXYZData && after != cmsSigLabData;
-        const cmsProfileClassSignature cls = cmsGetDeviceClass(profiles[i]);
-        cmsColorSpaceSignature in, out;
+        const uint32_t cls = cmsGetDeviceClass(profiles[i]);
+        uint32_t in, out;
         if (cls == cmsSigNamedColorClass) {
             in = cmsSig1colorData;
             out = count > 1 ? cmsGetPCS(profiles[i]) : cmsGetColorSpace(profiles[i]);
@@ -98,7 +100,7 @@ void chainSpaces(cmsHPROFILE* profiles, int count, cmsColorSpaceSignature* entry
     *exit = after;
 }
 
-bool formatMatches(uint32_t format, cmsColorSpaceSignature space) {
+bool formatMatches(uint32_t format, uint32_t space) {
     const uint32_t pt = T_COLORSPACE(format);
     switch (space) {
     case cmsSigRgbData: return pt == PT_RGB;
@@ -131,7 +133,7 @@ cmsHTRANSFORM attempt(cmsHPROFILE input, cmsHPROFILE output, uint32_t inFormat, 
         *status = CLR_INVALID_PROFILE_SET;
         return nullptr;
     }
-    cmsColorSpaceSignature entry = cmsSigRgbData, exit = cmsSigRgbData;
+    uint32_t entry = cmsSigRgbData, exit = cmsSigRgbData;
     chainSpaces(list, count, &entry, &exit);
     if (!formatMatches(inFormat, entry) || !formatMatches(outFormat, exit)) {
         *status = CLR_ICC_SPACE_MISMATCH;

@@ -123,6 +123,13 @@ public:
         return true;
     }
     bool readBytes(uint8_t* to, size_t n) { return quvFileRead(f_, to, n) == n; }
+    // Bytes from the present position to the end; 0 when unknown.
+    uint64_t remaining() {
+        const int64_t here = quvFileSeek(f_, 0, 1);
+        const int64_t end = quvFileSeek(f_, 0, 2);
+        if (here < 0 || end < here || quvFileSeek(f_, here, 0) != here) return 0;
+        return static_cast<uint64_t>(end - here);
+    }
 
 private:
     QuvFile f_;
@@ -174,6 +181,9 @@ ClrStatus loadEmulationTable(const ClrWChar* path, uint8_t** table, int32_t kind
     // size holds one pixel less, so the block is never smaller than the
     // lattice and what the file doesn't fill stays zero.
     const size_t bytes = size_t{pixels} * samples;
+    // A declared size the file cannot hold fails as its read would, before
+    // a block of that size is asked for.
+    if (file.remaining() < bytes) return quvFileMapError(CLR_FILE_READ_FAILED);
     const size_t lattice = kind == kTableKindCmyk ? kLattice17Bytes : kLattice33Bytes;
     auto* data = static_cast<uint8_t*>(quvCalloc(std::max(bytes, lattice), 1));
     if (!data) return CLR_NO_MEMORY;

@@ -88,9 +88,9 @@ ClrStatus rgbToCmyk(const KernelIo& io, int32_t gcrLevel, int orderFlag) {
             const int32_t k = 255 - std::max({r, gr, b});
             const int32_t lo = std::min({r, gr, b});
             const int32_t t = truncToInt(std::pow((k + lo) / 255.0, 2.0) * ((k / 255.0) * p) * 255.0);
-            d[0] = static_cast<uint8_t>(255 - r - t);
-            d[1] = static_cast<uint8_t>(255 - gr - t);
-            d[2] = static_cast<uint8_t>(255 - b - t);
+            d[0] = static_cast<uint8_t>(wrapSub(255 - r, t));
+            d[1] = static_cast<uint8_t>(wrapSub(255 - gr, t));
+            d[2] = static_cast<uint8_t>(wrapSub(255 - b, t));
             d[3] = static_cast<uint8_t>(truncToInt(k * g));
         });
     });

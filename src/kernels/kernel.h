@@ -45,6 +45,18 @@ inline int32_t truncToInt(double x) {
     return (x > -2147483649.0 && x < 2147483648.0) ? static_cast<int32_t>(x) : INT32_MIN;
 }
 
+// Sum and difference in 32 bits that wrap, as the fixed-point formulas are
+// defined: the bits of two's complement without signed overflow.
+constexpr int32_t wrapAdd(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+constexpr int32_t wrapSub(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+constexpr int32_t wrapMul(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
 // Clamp applied before truncation; a NaN passes through.
 inline double clamp(double x, double lo, double hi) { return x < lo ? lo : (x > hi ? hi : x); }
 inline int32_t clamp(int32_t x, int32_t lo, int32_t hi) { return x < lo ? lo : (x > hi ? hi : x); }

@@ -126,9 +126,9 @@ void deriveLabEncodeTables(LabEncodeTables& t, int32_t gamma) {
         return truncToInt(h - static_cast<float>(v * 65536.0f));
     };
     t.aMin = lowLimit(t.aOffset, sA);
-    t.aMax = roundSingle((255 - t.aOffset) / sA);
+    t.aMax = roundSingle(wrapSub(255, t.aOffset) / sA);
     t.bMin = lowLimit(t.bOffset, sB);
-    t.bMax = roundSingle((255 - t.bOffset) / sB);
+    t.bMax = roundSingle(wrapSub(255, t.bOffset) / sB);
     // A range that doesn't hold neutral on both sides can't be encoded into.
     if (t.aMin >= 0 || t.aMax < 1 || t.bMin >= 0 || t.bMax < 1) return;
 
@@ -255,9 +255,11 @@ ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderF
         for (int32_t row = 0; row < io.height && status == CLR_SUCCESS; ++row) {
             for (int64_t x = 0; x < w; ++x, s += 3, d += 3) {
                 const int r = s[R], g = s[1], b = s[B];
-                const int32_t X = t.rgbToXyzTables[0][r] + t.rgbToXyzTables[1][g] + t.rgbToXyzTables[2][b];
-                const int32_t Y = t.rgbToXyzTables[3][r] + t.rgbToXyzTables[4][g] + t.rgbToXyzTables[5][b];
-                const int32_t Z = t.rgbToXyzTables[6][r] + t.rgbToXyzTables[7][g] + t.rgbToXyzTables[8][b];
+                const auto sum = [&](int c) {
+                    return wrapAdd(wrapAdd(t.rgbToXyzTables[c][r], t.rgbToXyzTables[c + 1][g]),
+                                   t.rgbToXyzTables[c + 2][b]);
+                };
+                const int32_t X = sum(0), Y = sum(3), Z = sum(6);
                 const int32_t fy = cubeRoot(Y);
                 int32_t da = cubeRoot(X) - fy;
                 int32_t db = fy - cubeRoot(Z);
@@ -271,12 +273,12 @@ ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderF
                 // Out of range: chroma shrinks toward neutral, each axis
                 // dragging the other along.
                 if (ra != 65536 || rb != 65536) {
-                    da = fixMul16(std::min(ra, 2 * rb - 65536), da);
-                    db = fixMul16(std::min(rb, (ra + 65536) >> 1), db);
+                    da = fixMul16(std::min(ra, wrapSub(wrapMul(2, rb), 65536)), da);
+                    db = fixMul16(std::min(rb, wrapAdd(ra, 65536) >> 1), db);
                 }
-                d[0] = limitByte((fixMul16(t.lMul, fy) + t.lBias + 32768) >> 16);
-                d[1] = limitByte(((fixMul16(t.aMul, da) + 32768) >> 16) + t.aOffset);
-                d[2] = limitByte(((fixMul16(t.bMul, db) + 32768) >> 16) + t.bOffset);
+                d[0] = limitByte(wrapAdd(wrapAdd(fixMul16(t.lMul, fy), t.lBias), 32768) >> 16);
+                d[1] = limitByte(wrapAdd(wrapAdd(fixMul16(t.aMul, da), 32768) >> 16, t.aOffset));
+                d[2] = limitByte(wrapAdd(wrapAdd(fixMul16(t.bMul, db), 32768) >> 16, t.bOffset));
             }
             s += padBytes(io.srcPad);
             d += padBytes(io.dstPad);
@@ -299,8 +301,8 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
             const int32_t l = s[0], a = s[1], b = s[2];
             const int32_t x0 = truncToInt(static_cast<float>(l << 16) - t.lBias);
             const int32_t fy = fixMul16(lScale, x0);
-            const int32_t fx = static_cast<int32_t>(static_cast<uint32_t>(fy) + static_cast<uint32_t>(aScale) * static_cast<uint32_t>(a - t.aOffset));
-            const int32_t fz = static_cast<int32_t>(static_cast<uint32_t>(fy) - static_cast<uint32_t>(bScale) * static_cast<uint32_t>(b - t.bOffset));
+            const int32_t fx = wrapAdd(fy, wrapMul(aScale, wrapSub(a, t.aOffset)));
+            const int32_t fz = wrapSub(fy, wrapMul(bScale, wrapSub(b, t.bOffset)));
             const int32_t X = labFinv(fx), Y = labFinv(fy), Z = labFinv(fz);
             uint8_t rgb[3];
             for (int row = 0; row < 3; ++row) {

@@ -76,9 +76,9 @@ inline int32_t fixMul16(int32_t p, int32_t q) {
 inline int32_t labFinv(int32_t t) {
     int32_t r;
     if (t < 55536612) {
-        r = fixMul16(538650, (t - 37025548) >> 6);
+        r = fixMul16(538650, wrapSub(t, 37025548) >> 6);
     } else {
-        const int32_t y = (t + 128) >> 8;
+        const int32_t y = wrapAdd(t, 128) >> 8;
         r = fixMul16(fixMul16(y, y), y);
     }
     return r < 0 ? 0 : r > 268435456 ? 268435456 : r;

@@ -9,6 +9,10 @@
 namespace quv {
 namespace {
 
+// Zero bytes behind a decoded text: enough for a measure in 16-bit units that
+// starts at any offset to meet a zero unit.
+constexpr size_t kTextSlack = 3;
+
 // Units of 16 bits before the first zero unit of a caller's string.
 size_t measureUnits(const uint8_t* p) {
     size_t n = 0;
@@ -40,7 +44,12 @@ ClrStatus decodeText(const TagBytes& tag, IccTagRecord* out) {
     r.head.signature = readBe32(tag.data);
     r.head.reserved = readBe32(tag.data + 4);
     const uint32_t length = tag.size - 8;
-    r.text = static_cast<char*>(quvMalloc(length, 1));
+    // The text is the tag's bytes as they stand, with no terminator of its
+    // own. Set measures a text to its first zero 16-bit unit, which such
+    // bytes need not hold (a text ending in one zero byte at an odd offset
+    // holds none), so zero bytes stand behind the block, outside the text,
+    // where that measure stops.
+    r.text = static_cast<char*>(quvCalloc(size_t{length} + kTextSlack, 1));
     if (!r.text) return CLR_FAILURE;
     std::memcpy(r.text, tag.data + 8, length);
     return CLR_SUCCESS;
