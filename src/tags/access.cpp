@@ -17,6 +17,7 @@ const TagCodec* const kCodecs[] = {
     &kXyzCodec,         &kDataCodec,           &kS15Fixed16ArrayCodec, &kSignatureCodec,       &kTextCodec,
     &kU16Fixed16ArrayCodec, &kUInt8ArrayCodec, &kUInt16ArrayCodec,     &kUInt32ArrayCodec,     &kUInt64ArrayCodec,
     // localized text, response curves, profile sequences, colour lists, small fixed types
+    &kMlucCodec, &kResponseCurveSetCodec, &kProfileSequenceCodec,
     &kNamedColor2Codec, &kColorantTableCodec, &kColorantOrderCodec,
     &kMeasurementCodec, &kViewingConditionsCodec, &kChromaticityCodec, &kDateTimeCodec,
 };

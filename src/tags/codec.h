@@ -86,8 +86,8 @@ inline uint32_t padFor(uint32_t size) { return 4 - (size & 3); }
 // the tag's bytes is refused as tag data no profile holds: a small tag could
 // otherwise ask for gigabytes.
 constexpr uint64_t kMaxDecodedPerTagByte = 16;
-inline bool decodedFits(uint64_t decodedBytes, const TagBytes& tag) {
-    return decodedBytes <= kMaxDecodedPerTagByte * (uint64_t{tag.size} + 64);
+inline bool decodedFits(uint64_t decodedBytes, uint64_t tagBytes) {
+    return decodedBytes <= kMaxDecodedPerTagByte * (tagBytes + 64);
 }
 
 // A place to write into that ends where its block ends: bytes that would
