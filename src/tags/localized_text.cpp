@@ -168,12 +168,13 @@ ClrStatus encodeMluc(const IccTagRecord* in, IccTagRecord* out) {
 ClrStatus storeMluc(IccProfile* profile, uint32_t tagSig, const IccTagRecord*, const IccTagRecord* wire) {
     const uint32_t size = iccMlucSize(&wire->mluc);
     const uint32_t pad = padFor(size);
+    const uint32_t tagSize = size + 8;  // 32-bit, as the row holds it
     uint8_t* at = nullptr;
     // What the record holds is written up to the end of the reservation and no
     // further (nothing is refused for it).
-    const ClrStatus status = reserveTag(profile, tagSig, size + 8, pad, 0, CLR_FAILURE, &at);
+    const ClrStatus status = reserveTag(profile, tagSig, tagSize, pad, 0, CLR_FAILURE, &at);
     if (status != CLR_SUCCESS) return status;
-    iccMlucEmitNested(BoundedWriter{at, uint64_t{size} + 8 + (pad == 4 ? 0 : pad)}, &wire->mluc);
+    iccMlucEmitNested(BoundedWriter{at, uint64_t{tagSize} + (pad == 4 ? 0 : pad)}, &wire->mluc);
     return CLR_SUCCESS;
 }
 
