@@ -197,6 +197,8 @@ TEST(TagLayouts, SizesAndPaddingOfEachWriter) {
     EXPECT_EQ(setLayout(r, ICC_TYPE_MLUC), std::make_pair(36u, uint64_t{0}));
     r.mluc = IccMultiLocalizedUnicodeType{{}, 0, 12, nullptr, nullptr};
     EXPECT_EQ(setLayout(r, ICC_TYPE_MLUC), std::make_pair(16u, uint64_t{0}));
+    r.mluc = IccMultiLocalizedUnicodeType{{}, 1, 0, &entry, strings};  // record size 0: room for the head only
+    EXPECT_EQ(setLayout(r, ICC_TYPE_MLUC), std::make_pair(16u, uint64_t{0}));
     r.profileSequence = IccProfileSequenceDescType{{}, 0, reinterpret_cast<IccProfileSequenceEntry*>(values)};
     EXPECT_EQ(setLayout(r, ICC_TYPE_PSEQ), std::make_pair(12u, uint64_t{0}));
 }
@@ -304,6 +306,11 @@ TEST(ProfileSequence, WriterKeepsItsOwnLayoutInsideItsBlock) {
     EXPECT_EQ(be32(&bytes[12]), sig("AAAA"));
     // Under another tag signature the texts have nowhere to go.
     EXPECT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("targ"), ICC_TYPE_PSEQ), CLR_INVALID_PARAMETER);
+    // A text in host order, as a read gives it, is not copied: it is written empty.
+    entries[0].manufacturerText = back.r.profileSequence.entries[0].manufacturerText;
+    r.profileSequence.count = 1;
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("pseq"), ICC_TYPE_PSEQ), CLR_SUCCESS);
+    EXPECT_EQ(tagBytes(sp.get(), sig("pseq")).size(), 48u + 8 + 28);
 }
 
 TEST(ResponseCurveSet, KPointsPerChannelAndOffsetsComputedAnew) {
