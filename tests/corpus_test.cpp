@@ -2,8 +2,9 @@
 // (Debian's icc-profiles-free and colord-data), with lcms2 as the oracle. Each
 // is read from its file, generated back, and compared byte for byte; every tag
 // is read (the compound types judged by lcms2's own reading), written back
-// through Quv_SetICCTagData and compared with the raw tag lcms2 reads; lcms2 must open every regenerated image. The smallest of
-// them is then cut at every length and its rows pointed outside.
+// through Quv_SetICCTagData and compared with the raw tag lcms2 reads; lcms2
+// must open every regenerated image. The smallest of them is then cut at
+// every length and its rows pointed outside.
 #include "icc_support.h"
 #include "lcms_oracle.h"
 #include "test_support.h"

@@ -95,8 +95,8 @@ inline void expectAgreesWithLcms(const IccTagRecord& r, uint32_t type, void* ora
             cmsNamedColorInfo(list, i, name, nullptr, nullptr, pcs, device);
             const uint8_t* ours = named ? r.namedColor2.entries[i].name : r.colorantTable.entries[i].name;
             const uint16_t* ourPcs = named ? r.namedColor2.entries[i].pcs : r.colorantTable.entries[i].pcs;
-            EXPECT_EQ(std::string(reinterpret_cast<const char*>(ours), strnlen(reinterpret_cast<const char*>(ours), 32)),
-                      name);
+            const auto* text = reinterpret_cast<const char*>(ours);
+            EXPECT_EQ(std::string(text, strnlen(text, 32)), name);
             EXPECT_EQ(std::vector<uint16_t>(ourPcs, ourPcs + 3), std::vector<uint16_t>(pcs, pcs + 3));
             for (uint32_t k = 0; named && k < r.namedColor2.coordinates; ++k)
                 EXPECT_EQ(r.namedColor2.entries[i].device[k], device[k]);

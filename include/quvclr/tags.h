@@ -347,7 +347,8 @@ QUV_STATIC_ASSERT(offsetof(IccResponseCurveSet16Type, measures) == 20, "IccRespo
 QUV_STATIC_ASSERT(sizeof(IccProfileSequenceEntry) == 84, "IccProfileSequenceEntry size");
 QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, attributes) == 8, "IccProfileSequenceEntry.attributes");
 QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, technology) == 16, "IccProfileSequenceEntry.technology");
-QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, manufacturerText) == 20, "IccProfileSequenceEntry.manufacturerText");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, manufacturerText) == 20,
+                  "IccProfileSequenceEntry.manufacturerText");
 QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, modelText) == 52, "IccProfileSequenceEntry.modelText");
 QUV_STATIC_ASSERT(sizeof(IccProfileSequenceDescType) == 20, "IccProfileSequenceDescType size");
 QUV_STATIC_ASSERT(offsetof(IccProfileSequenceDescType, entries) == 12, "IccProfileSequenceDescType.entries");

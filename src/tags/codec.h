@@ -91,7 +91,8 @@ inline bool decodedFits(uint64_t decodedBytes, uint64_t tagBytes) {
 }
 
 // A place to write into that ends where its block ends: bytes that would
-// fall past the end are dropped, and skipping moves on without writing.
+// fall past the end are dropped, and skipping moves on without writing. A
+// null source writes nothing, leaving the block's zero bytes.
 struct BoundedWriter {
     uint8_t* at;
     uint64_t room;

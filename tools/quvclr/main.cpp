@@ -351,7 +351,11 @@ std::string mlucText(const IccMultiLocalizedUnicodeType& m) {
     return out.empty() ? "(no text)" : out;
 }
 
-std::string name32(const uint8_t* bytes) { return std::string(reinterpret_cast<const char*>(bytes), strnlen(reinterpret_cast<const char*>(bytes), 32)); }
+// A name of at most 32 bytes, ended by a zero byte when shorter.
+std::string name32(const uint8_t* bytes) {
+    const auto* text = reinterpret_cast<const char*>(bytes);
+    return std::string(text, strnlen(text, 32));
+}
 
 const char* codeName(uint32_t v, std::initializer_list<const char*> names) {
     return v < names.size() ? names.begin()[v] : "?";
@@ -466,9 +470,11 @@ void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
         break;
     case ICC_TYPE_CHRM: {
         const IccChromaticityType& c = r.chromaticity;
-        std::printf("%s, %u channels:", codeName(c.colorant, {"by values", "ITU-R BT.709", "SMPTE RP145", "EBU Tech. 3213-E", "P22"}),
+        std::printf("%s, %u channels:",
+                    codeName(c.colorant, {"by values", "ITU-R BT.709", "SMPTE RP145", "EBU Tech. 3213-E", "P22"}),
                     c.channels);
-        for (uint32_t i = 0; i < c.channels; ++i) std::printf(" (x %.4f y %.4f)", s15(c.values[2 * i]), s15(c.values[2 * i + 1]));
+        for (uint32_t i = 0; i < c.channels; ++i)
+            std::printf(" (x %.4f y %.4f)", s15(c.values[2 * i]), s15(c.values[2 * i + 1]));
         break;
     }
     case ICC_TYPE_DTIM: {
