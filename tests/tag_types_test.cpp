@@ -361,6 +361,15 @@ TEST(TagTrust, LyingCountsOfTheCompoundTypes) {
         {ICC_TYPE_MLUC, {0, 0, 0, 1, 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0, 2, 0xFF, 0xFF, 0xFF, 0xF0}},
         {ICC_TYPE_PSEQ, {0, 0x10, 0, 0}},
         {ICC_TYPE_PSEQ, {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        // An old "desc" in the place of the first text: its numbers taken as they were read.
+        {ICC_TYPE_PSEQ, [] {
+             std::vector<uint8_t> b(24 + 16 + 12 + 16, 0);
+             b[3] = 1;
+             putBe32(b, 24, sig("desc"));
+             b[35] = 1;
+             b[36] = 'a';
+             return b;
+         }()},
         {ICC_TYPE_RCS2, {0, 1, 0, 1, 0, 0, 0x10, 0}},
         {ICC_TYPE_RCS2, {0xFF, 0xFF, 0xFF, 0xFF}},
         {ICC_TYPE_NCL2, std::vector<uint8_t>(76, 1)},

@@ -22,9 +22,18 @@ uint32_t countOf(const IccProfileSequenceDescType& r) {
     return r.head.signature == ICC_TYPE_PSEQ ? r.count : toWire32(r.count);
 }
 
-// Bytes a nested text takes: its size + 8, rounded up to 4.
+// Bytes a nested text just read takes: its size + 8, rounded up to 4. The
+// size is taken from the numbers as read: a text of another type in the
+// place of an "mluc" (an old "desc") has a signature that would make the
+// size rule take them for big-endian and walk its entries far past their
+// array.
 uint64_t textSpan(const IccMultiLocalizedUnicodeType& text) {
-    return (uint64_t{iccMlucSize(&text)} + 8 + 3) & ~uint64_t{3};
+    uint64_t size = 8;
+    if (text.recordSize != 0) {
+        size += uint64_t{text.recordSize} * text.count;
+        for (uint32_t i = 0; i < text.count && text.records; ++i) size += text.records[i].length;
+    }
+    return (uint64_t{static_cast<uint32_t>(size)} + 8 + 3) & ~uint64_t{3};  // the size is 32-bit
 }
 
 ClrStatus decodeSequence(const TagBytes& tag, IccTagRecord* out) {
