@@ -61,6 +61,17 @@ inline std::vector<uint8_t> tagValue(uint32_t type, const std::vector<uint8_t>& 
     return v;
 }
 
+// The bytes of the first row `tagSig`, padding excluded, from the data image.
+inline std::vector<uint8_t> tagBytes(IccProfile* p, uint32_t tagSig) {
+    for (int i = 0; i < p->tagCount; ++i) {
+        const IccTagEntry& row = p->tagTable[i];
+        if (row.signature != tagSig) continue;
+        const uint8_t* at = p->tagData + row.offset - 132 - 12 * p->tagCount;
+        return std::vector<uint8_t>(at, at + row.size);
+    }
+    return {};
+}
+
 struct TagSpec {
     uint32_t signature;
     std::vector<uint8_t> value;

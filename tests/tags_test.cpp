@@ -31,17 +31,6 @@ void parse(ScopedProfile& sp, std::vector<uint8_t>& bytes) {
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
 }
 
-// The bytes of the first row `tagSig`, padding excluded, from the data image.
-std::vector<uint8_t> tagBytes(IccProfile* p, uint32_t tagSig) {
-    for (int i = 0; i < p->tagCount; ++i) {
-        const IccTagEntry& row = p->tagTable[i];
-        if (row.signature != tagSig) continue;
-        const uint8_t* at = p->tagData + row.offset - 132 - 12 * p->tagCount;
-        return std::vector<uint8_t>(at, at + row.size);
-    }
-    return {};
-}
-
 IccTagRecord uint8Record(std::vector<uint8_t>& values) {
     IccTagRecord r{};
     r.uint8Array.head.signature = ICC_TYPE_UINT8;

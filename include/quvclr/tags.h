@@ -23,6 +23,18 @@
 #define ICC_TYPE_U16F16 0x75663332u  /* "uf32" */
 #define ICC_TYPE_S15F16 0x73663332u  /* "sf32" */
 #define ICC_TYPE_XYZ 0x58595a20u     /* "XYZ " */
+/* Localized text, response curves, profile sequences, colour lists and the
+ * small fixed types. */
+#define ICC_TYPE_MLUC 0x6d6c7563u /* "mluc" */
+#define ICC_TYPE_RCS2 0x72637332u /* "rcs2" */
+#define ICC_TYPE_PSEQ 0x70736571u /* "pseq" */
+#define ICC_TYPE_NCL2 0x6e636c32u /* "ncl2" */
+#define ICC_TYPE_CLRT 0x636c7274u /* "clrt" */
+#define ICC_TYPE_CLRO 0x636c726fu /* "clro" */
+#define ICC_TYPE_MEAS 0x6d656173u /* "meas" */
+#define ICC_TYPE_VIEW 0x76696577u /* "view" */
+#define ICC_TYPE_CHRM 0x6368726du /* "chrm" */
+#define ICC_TYPE_DTIM 0x6474696du /* "dtim" */
 
 #pragma pack(push, 1)
 
@@ -114,6 +126,143 @@ typedef struct IccUnknownType {
     uint32_t size;
 } IccUnknownType;
 
+/* ---- localized text, response curves, profile sequences, colour lists,
+ * measurement, viewing conditions, chromaticity, date ---- */
+
+/* One language of an "mluc": `offset` counts from the tag's first byte and is
+ * kept as the file or caller gives it; in a host-order record the strings
+ * stand one after the other, each `length` bytes. */
+typedef struct IccMlucEntry {
+    uint16_t language;
+    uint16_t country;
+    uint32_t length;
+    uint32_t offset;
+} IccMlucEntry;
+
+/* "mluc": `count` entries walked at 12 bytes whatever `recordSize` says;
+ * `strings` holds 16-bit units. */
+typedef struct IccMultiLocalizedUnicodeType {
+    IccTagHead head;
+    uint32_t count;
+    uint32_t recordSize;
+    IccMlucEntry* records;
+    uint16_t* strings;
+} IccMultiLocalizedUnicodeType;
+
+/* One point of a response curve: device code and s15Fixed16 measurement. */
+typedef struct IccResponsePoint {
+    uint16_t device;
+    uint16_t reserved;
+    uint32_t measurement;
+} IccResponsePoint;
+
+/* One measurement type of an "rcs2": per channel a patch count, an XYZ triple
+ * (three s15Fixed16) and a curve of as many points as the set has measures. */
+typedef struct IccResponseCurve {
+    uint32_t measureType;
+    uint32_t* patchCounts;
+    uint32_t* xyz;
+    IccResponsePoint** points;
+} IccResponseCurve;
+
+/* "rcs2": `channels` c, `measureCount` k, k offsets and k measures. */
+typedef struct IccResponseCurveSet16Type {
+    IccTagHead head;
+    uint16_t channels;
+    uint16_t measureCount;
+    uint32_t* offsets;
+    IccResponseCurve* measures;
+} IccResponseCurveSet16Type;
+
+/* One profile of a "pseq"; the two texts are "mluc" records. */
+typedef struct IccProfileSequenceEntry {
+    uint32_t manufacturer;
+    uint32_t model;
+    uint64_t attributes;
+    uint32_t technology;
+    IccMultiLocalizedUnicodeType manufacturerText;
+    IccMultiLocalizedUnicodeType modelText;
+} IccProfileSequenceEntry;
+
+typedef struct IccProfileSequenceDescType {
+    IccTagHead head;
+    uint32_t count;
+    IccProfileSequenceEntry* entries;
+} IccProfileSequenceDescType;
+
+/* One colour of an "ncl2": root name, PCS value, `coordinates` device values. */
+typedef struct IccNamedColorEntry {
+    uint8_t name[32];
+    uint16_t pcs[3];
+    uint16_t* device;
+} IccNamedColorEntry;
+
+/* "ncl2". Names, prefix and suffix are the file's bytes in either order; its
+ * encoder keeps only the high half of `vendorFlag`. */
+typedef struct IccNamedColor2Type {
+    IccTagHead head;
+    uint32_t vendorFlag;
+    uint32_t count;
+    uint32_t coordinates;
+    uint8_t prefix[32];
+    uint8_t suffix[32];
+    IccNamedColorEntry* entries;
+} IccNamedColor2Type;
+
+typedef struct IccColorantEntry {
+    uint8_t name[32];
+    uint16_t pcs[3];
+} IccColorantEntry;
+
+/* "clrt": `count` colorants. */
+typedef struct IccColorantTableType {
+    IccTagHead head;
+    uint32_t count;
+    IccColorantEntry* entries;
+} IccColorantTableType;
+
+/* "clro": `count` bytes of colorant order. */
+typedef struct IccColorantOrderType {
+    IccTagHead head;
+    uint32_t count;
+    uint8_t* order;
+} IccColorantOrderType;
+
+/* "meas": observer 0 to 2, backing XYZ, geometry 0 to 2, flare 0 or 0x10000,
+ * illuminant 0 to 8. */
+typedef struct IccMeasurementType {
+    IccTagHead head;
+    uint32_t observer;
+    IccXYZNumber backing;
+    uint32_t geometry;
+    uint32_t flare;
+    uint32_t illuminant;
+} IccMeasurementType;
+
+/* "view": illuminant and surround XYZ, illuminant type 0 to 8. */
+typedef struct IccViewingConditionsType {
+    IccTagHead head;
+    IccXYZNumber illuminant;
+    IccXYZNumber surround;
+    uint32_t illuminantType;
+} IccViewingConditionsType;
+
+/* "chrm": `channels` pairs of u16Fixed16 x, y. `colorant` 1 to 4 names a
+ * standard set of primaries that replaces the values on encoding; the file
+ * holds 16 bits of it. */
+typedef struct IccChromaticityType {
+    IccTagHead head;
+    uint16_t channels;
+    uint32_t colorant;
+    uint32_t* values;
+} IccChromaticityType;
+
+/* "dtim". */
+typedef struct IccDateTimeType {
+    IccTagHead head;
+    IccDateTimeNumber dateTime;
+} IccDateTimeType;
+
 /* The caller's view of one tag. */
 typedef union IccTagRecord {
     IccTagHead head;
@@ -128,6 +277,16 @@ typedef union IccTagRecord {
     IccS15Fixed16ArrayType s15Fixed16Array;
     IccXYZType xyz;
     IccUnknownType unknown;
+    IccMultiLocalizedUnicodeType mluc;
+    IccResponseCurveSet16Type responseCurveSet;
+    IccProfileSequenceDescType profileSequence;
+    IccNamedColor2Type namedColor2;
+    IccColorantTableType colorantTable;
+    IccColorantOrderType colorantOrder;
+    IccMeasurementType measurement;
+    IccViewingConditionsType viewingConditions;
+    IccChromaticityType chromaticity;
+    IccDateTimeType dateTime;
 } IccTagRecord;
 
 #pragma pack(pop)
@@ -169,7 +328,62 @@ QUV_STATIC_ASSERT(offsetof(IccXYZType, count) == 16, "IccXYZType.count");
 QUV_STATIC_ASSERT(sizeof(IccUnknownType) == 20, "IccUnknownType size");
 QUV_STATIC_ASSERT(offsetof(IccUnknownType, bytes) == 8, "IccUnknownType.bytes");
 QUV_STATIC_ASSERT(offsetof(IccUnknownType, size) == 16, "IccUnknownType.size");
-QUV_STATIC_ASSERT(sizeof(IccTagRecord) == 24, "IccTagRecord size: the largest record");
+QUV_STATIC_ASSERT(sizeof(IccMlucEntry) == 12, "IccMlucEntry size");
+QUV_STATIC_ASSERT(offsetof(IccMlucEntry, country) == 2, "IccMlucEntry.country");
+QUV_STATIC_ASSERT(offsetof(IccMlucEntry, length) == 4, "IccMlucEntry.length");
+QUV_STATIC_ASSERT(offsetof(IccMlucEntry, offset) == 8, "IccMlucEntry.offset");
+QUV_STATIC_ASSERT(sizeof(IccMultiLocalizedUnicodeType) == 32, "IccMultiLocalizedUnicodeType size");
+QUV_STATIC_ASSERT(offsetof(IccMultiLocalizedUnicodeType, count) == 8, "IccMultiLocalizedUnicodeType.count");
+QUV_STATIC_ASSERT(offsetof(IccMultiLocalizedUnicodeType, recordSize) == 12, "IccMultiLocalizedUnicodeType.recordSize");
+QUV_STATIC_ASSERT(offsetof(IccMultiLocalizedUnicodeType, records) == 16, "IccMultiLocalizedUnicodeType.records");
+QUV_STATIC_ASSERT(offsetof(IccMultiLocalizedUnicodeType, strings) == 24, "IccMultiLocalizedUnicodeType.strings");
+QUV_STATIC_ASSERT(sizeof(IccResponsePoint) == 8, "IccResponsePoint size");
+QUV_STATIC_ASSERT(offsetof(IccResponsePoint, measurement) == 4, "IccResponsePoint.measurement");
+QUV_STATIC_ASSERT(sizeof(IccResponseCurve) == 28, "IccResponseCurve size");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurve, patchCounts) == 4, "IccResponseCurve.patchCounts");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurve, xyz) == 12, "IccResponseCurve.xyz");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurve, points) == 20, "IccResponseCurve.points");
+QUV_STATIC_ASSERT(sizeof(IccResponseCurveSet16Type) == 28, "IccResponseCurveSet16Type size");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurveSet16Type, measureCount) == 10, "IccResponseCurveSet16Type.measureCount");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurveSet16Type, offsets) == 12, "IccResponseCurveSet16Type.offsets");
+QUV_STATIC_ASSERT(offsetof(IccResponseCurveSet16Type, measures) == 20, "IccResponseCurveSet16Type.measures");
+QUV_STATIC_ASSERT(sizeof(IccProfileSequenceEntry) == 84, "IccProfileSequenceEntry size");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, attributes) == 8, "IccProfileSequenceEntry.attributes");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, technology) == 16, "IccProfileSequenceEntry.technology");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, manufacturerText) == 20,
+                  "IccProfileSequenceEntry.manufacturerText");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceEntry, modelText) == 52, "IccProfileSequenceEntry.modelText");
+QUV_STATIC_ASSERT(sizeof(IccProfileSequenceDescType) == 20, "IccProfileSequenceDescType size");
+QUV_STATIC_ASSERT(offsetof(IccProfileSequenceDescType, entries) == 12, "IccProfileSequenceDescType.entries");
+QUV_STATIC_ASSERT(sizeof(IccNamedColorEntry) == 46, "IccNamedColorEntry size");
+QUV_STATIC_ASSERT(offsetof(IccNamedColorEntry, pcs) == 32, "IccNamedColorEntry.pcs");
+QUV_STATIC_ASSERT(offsetof(IccNamedColorEntry, device) == 38, "IccNamedColorEntry.device");
+QUV_STATIC_ASSERT(sizeof(IccNamedColor2Type) == 92, "IccNamedColor2Type size");
+QUV_STATIC_ASSERT(offsetof(IccNamedColor2Type, count) == 12, "IccNamedColor2Type.count");
+QUV_STATIC_ASSERT(offsetof(IccNamedColor2Type, coordinates) == 16, "IccNamedColor2Type.coordinates");
+QUV_STATIC_ASSERT(offsetof(IccNamedColor2Type, prefix) == 20, "IccNamedColor2Type.prefix");
+QUV_STATIC_ASSERT(offsetof(IccNamedColor2Type, suffix) == 52, "IccNamedColor2Type.suffix");
+QUV_STATIC_ASSERT(offsetof(IccNamedColor2Type, entries) == 84, "IccNamedColor2Type.entries");
+QUV_STATIC_ASSERT(sizeof(IccColorantEntry) == 38, "IccColorantEntry size");
+QUV_STATIC_ASSERT(offsetof(IccColorantEntry, pcs) == 32, "IccColorantEntry.pcs");
+QUV_STATIC_ASSERT(sizeof(IccColorantTableType) == 20, "IccColorantTableType size");
+QUV_STATIC_ASSERT(offsetof(IccColorantTableType, entries) == 12, "IccColorantTableType.entries");
+QUV_STATIC_ASSERT(sizeof(IccColorantOrderType) == 20, "IccColorantOrderType size");
+QUV_STATIC_ASSERT(offsetof(IccColorantOrderType, order) == 12, "IccColorantOrderType.order");
+QUV_STATIC_ASSERT(sizeof(IccMeasurementType) == 36, "IccMeasurementType size");
+QUV_STATIC_ASSERT(offsetof(IccMeasurementType, backing) == 12, "IccMeasurementType.backing");
+QUV_STATIC_ASSERT(offsetof(IccMeasurementType, geometry) == 24, "IccMeasurementType.geometry");
+QUV_STATIC_ASSERT(offsetof(IccMeasurementType, flare) == 28, "IccMeasurementType.flare");
+QUV_STATIC_ASSERT(offsetof(IccMeasurementType, illuminant) == 32, "IccMeasurementType.illuminant");
+QUV_STATIC_ASSERT(sizeof(IccViewingConditionsType) == 36, "IccViewingConditionsType size");
+QUV_STATIC_ASSERT(offsetof(IccViewingConditionsType, surround) == 20, "IccViewingConditionsType.surround");
+QUV_STATIC_ASSERT(offsetof(IccViewingConditionsType, illuminantType) == 32, "IccViewingConditionsType.illuminantType");
+QUV_STATIC_ASSERT(sizeof(IccChromaticityType) == 22, "IccChromaticityType size");
+QUV_STATIC_ASSERT(offsetof(IccChromaticityType, colorant) == 10, "IccChromaticityType.colorant");
+QUV_STATIC_ASSERT(offsetof(IccChromaticityType, values) == 14, "IccChromaticityType.values");
+QUV_STATIC_ASSERT(sizeof(IccDateTimeType) == 20, "IccDateTimeType size");
+QUV_STATIC_ASSERT(offsetof(IccDateTimeType, dateTime) == 8, "IccDateTimeType.dateTime");
+QUV_STATIC_ASSERT(sizeof(IccTagRecord) == 92, "IccTagRecord size: the largest record");
 
 QUV_EXTERN_C_BEGIN
 

@@ -16,6 +16,10 @@ namespace {
 const TagCodec* const kCodecs[] = {
     &kXyzCodec,         &kDataCodec,           &kS15Fixed16ArrayCodec, &kSignatureCodec,       &kTextCodec,
     &kU16Fixed16ArrayCodec, &kUInt8ArrayCodec, &kUInt16ArrayCodec,     &kUInt32ArrayCodec,     &kUInt64ArrayCodec,
+    // localized text, response curves, profile sequences, colour lists, small fixed types
+    &kMlucCodec, &kResponseCurveSetCodec, &kProfileSequenceCodec,
+    &kNamedColor2Codec, &kColorantTableCodec, &kColorantOrderCodec,
+    &kMeasurementCodec, &kViewingConditionsCodec, &kChromaticityCodec, &kDateTimeCodec,
 };
 
 // The tag signatures this library knows. Knowing one says nothing of the

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace quv {
 
@@ -50,6 +51,18 @@ extern const TagCodec kUInt64ArrayCodec;
 extern const TagCodec kU16Fixed16ArrayCodec;
 extern const TagCodec kS15Fixed16ArrayCodec;
 extern const TagCodec kXyzCodec;
+// Localized text, response curves, profile sequences, colour lists and the
+// small fixed types.
+extern const TagCodec kMlucCodec;
+extern const TagCodec kResponseCurveSetCodec;
+extern const TagCodec kProfileSequenceCodec;
+extern const TagCodec kNamedColor2Codec;
+extern const TagCodec kColorantTableCodec;
+extern const TagCodec kColorantOrderCodec;
+extern const TagCodec kMeasurementCodec;
+extern const TagCodec kViewingConditionsCodec;
+extern const TagCodec kChromaticityCodec;
+extern const TagCodec kDateTimeCodec;
 
 // Reserves a new tag of `size` bytes followed by `pad` zero bytes (1 to 4, 4
 // meaning none) and gives where its bytes go. `writes` is the number of bytes
@@ -67,5 +80,32 @@ inline void writeTagHead(uint8_t* p, uint32_t type) {
 
 // Pad count of an element of `size` bytes: 4 - (size mod 4), where 4 is none.
 inline uint32_t padFor(uint32_t size) { return 4 - (size & 3); }
+
+// Readers that follow offsets may read the same bytes more than once, so
+// what they decode can outgrow the tag. A result this many times larger than
+// the tag's bytes is refused as tag data no profile holds: a small tag could
+// otherwise ask for gigabytes.
+constexpr uint64_t kMaxDecodedPerTagByte = 16;
+inline bool decodedFits(uint64_t decodedBytes, uint64_t tagBytes) {
+    return decodedBytes <= kMaxDecodedPerTagByte * (tagBytes + 64);
+}
+
+// A place to write into that ends where its block ends: bytes that would
+// fall past the end are dropped, and skipping moves on without writing. A
+// null source writes nothing, leaving the block's zero bytes.
+struct BoundedWriter {
+    uint8_t* at;
+    uint64_t room;
+    void put(const void* bytes, uint64_t n) {
+        const uint64_t kept = n < room ? n : room;
+        if (kept && bytes) std::memcpy(at, bytes, static_cast<size_t>(kept));
+        skip(n);
+    }
+    void skip(uint64_t n) {
+        const uint64_t kept = n < room ? n : room;
+        at += kept;
+        room -= kept;
+    }
+};
 
 }  // namespace quv

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -295,6 +296,78 @@ void printValues(const T* values, uint32_t count, Print print) {
     if (count > shown) std::printf(" ... (%u in all)", count);
 }
 
+// ---- the compound tag types ----
+
+// 16-bit units (UTF-16) as UTF-8; a lone surrogate becomes U+FFFD.
+std::string utf8(const uint16_t* units, size_t n) {
+    std::string out;
+    for (size_t i = 0; i < n; ++i) {
+        uint32_t c = units[i];
+        if (c >= 0xD800 && c < 0xDC00 && i + 1 < n && units[i + 1] >= 0xDC00 && units[i + 1] < 0xE000)
+            c = 0x10000 + ((c - 0xD800) << 10) + (units[++i] - 0xDC00);
+        else if (c >= 0xD800 && c < 0xE000)
+            c = 0xFFFD;
+        if (c < 0x20) {
+            out += ' ';  // line ends and other controls: the value stays on one line
+        } else if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | c >> 6);
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | c >> 12);
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | c >> 18);
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+// A two-letter code, zero bytes left out.
+std::string code2(uint16_t v) {
+    std::string out;
+    for (const char c : {static_cast<char>(v >> 8), static_cast<char>(v & 0xFF)})
+        if (c) out += (c > 32 && c < 127) ? c : '.';
+    return out;
+}
+
+// A host-order "mluc": each entry as language_country "text", the strings
+// standing one behind the other.
+std::string mlucText(const IccMultiLocalizedUnicodeType& m) {
+    std::string out;
+    uint64_t place = 0;
+    for (uint32_t i = 0; i < m.count && i < 4; ++i) {
+        const IccMlucEntry& e = m.records[i];
+        const std::string text = m.strings ? utf8(m.strings + place / 2, e.length / 2) : "";
+        out += (i ? "; " : "") + code2(e.language) + "_" + code2(e.country) + " \"" + text.substr(0, 100) + "\"";
+        place += e.length;
+    }
+    if (m.count > 4) out += "; ... (" + std::to_string(m.count) + " in all)";
+    return out.empty() ? "(no text)" : out;
+}
+
+// A name of at most 32 bytes, ended by a zero byte when shorter.
+std::string name32(const uint8_t* bytes) {
+    const auto* text = reinterpret_cast<const char*>(bytes);
+    return std::string(text, strnlen(text, 32));
+}
+
+const char* codeName(uint32_t v, std::initializer_list<const char*> names) {
+    return v < names.size() ? names.begin()[v] : "?";
+}
+const std::initializer_list<const char*> kIlluminants = {"unknown", "D50", "D65", "D93", "F2",
+                                                        "D55",     "A",   "E",   "F8"};
+
+void printXyz(const char* label, const IccXYZNumber& v) {
+    std::printf("%s (%.4f %.4f %.4f)", label, static_cast<int32_t>(v.x) / 65536.0, static_cast<int32_t>(v.y) / 65536.0,
+                static_cast<int32_t>(v.z) / 65536.0);
+}
+
 void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
     switch (type) {
     case ICC_TYPE_TEXT: {
@@ -341,6 +414,74 @@ void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
                         static_cast<int32_t>(v.z) / 65536.0);
         });
         break;
+    case ICC_TYPE_MLUC:
+        std::printf("%s", mlucText(r.mluc).c_str());
+        break;
+    case ICC_TYPE_PSEQ:
+        std::printf("%u profiles", r.profileSequence.count);
+        for (uint32_t i = 0; i < r.profileSequence.count && i < 4; ++i) {
+            const IccProfileSequenceEntry& e = r.profileSequence.entries[i];
+            std::printf("; %s %s %s [%s] [%s]", sigText(e.manufacturer).c_str(), sigText(e.model).c_str(),
+                        sigText(e.technology).c_str(), mlucText(e.manufacturerText).c_str(),
+                        mlucText(e.modelText).c_str());
+        }
+        break;
+    case ICC_TYPE_RCS2:
+        std::printf("%u channels, %u measures:", r.responseCurveSet.channels, r.responseCurveSet.measureCount);
+        for (uint32_t i = 0; i < r.responseCurveSet.measureCount && i < 9; ++i)
+            std::printf(" %s", sigText(r.responseCurveSet.measures[i].measureType).c_str());
+        break;
+    case ICC_TYPE_NCL2: {
+        const IccNamedColor2Type& n = r.namedColor2;
+        std::printf("%u colours, %u device values, prefix \"%s\" suffix \"%s\"", n.count, n.coordinates,
+                    name32(n.prefix).c_str(), name32(n.suffix).c_str());
+        for (uint32_t i = 0; i < n.count && i < 4; ++i) {
+            std::printf("; \"%s\" pcs %u %u %u device ", name32(n.entries[i].name).c_str(), n.entries[i].pcs[0],
+                        n.entries[i].pcs[1], n.entries[i].pcs[2]);
+            printValues(n.entries[i].device, n.coordinates, [](uint16_t v) { std::printf("%u", v); });
+        }
+        if (n.count > 4) std::printf("; ...");
+        break;
+    }
+    case ICC_TYPE_CLRT:
+        std::printf("%u colorants", r.colorantTable.count);
+        for (uint32_t i = 0; i < r.colorantTable.count && i < 9; ++i) {
+            const IccColorantEntry& e = r.colorantTable.entries[i];
+            std::printf("; \"%s\" pcs %u %u %u", name32(e.name).c_str(), e.pcs[0], e.pcs[1], e.pcs[2]);
+        }
+        break;
+    case ICC_TYPE_CLRO:
+        std::printf("order ");
+        printValues(r.colorantOrder.order, r.colorantOrder.count, [](uint8_t v) { std::printf("%u", v); });
+        break;
+    case ICC_TYPE_MEAS: {
+        const IccMeasurementType& m = r.measurement;
+        std::printf("observer %s, ", codeName(m.observer, {"unknown", "CIE 1931 2 degree", "CIE 1964 10 degree"}));
+        printXyz("backing", m.backing);
+        std::printf(", geometry %s, flare %.1f%%, illuminant %s",
+                    codeName(m.geometry, {"unknown", "0/45 or 45/0", "0/d or d/0"}), m.flare / 655.36,
+                    codeName(m.illuminant, kIlluminants));
+        break;
+    }
+    case ICC_TYPE_VIEW:
+        printXyz("illuminant", r.viewingConditions.illuminant);
+        printXyz(", surround", r.viewingConditions.surround);
+        std::printf(", illuminant type %s", codeName(r.viewingConditions.illuminantType, kIlluminants));
+        break;
+    case ICC_TYPE_CHRM: {
+        const IccChromaticityType& c = r.chromaticity;
+        std::printf("%s, %u channels:",
+                    codeName(c.colorant, {"by values", "ITU-R BT.709", "SMPTE RP145", "EBU Tech. 3213-E", "P22"}),
+                    c.channels);
+        for (uint32_t i = 0; i < c.channels; ++i)
+            std::printf(" (x %.4f y %.4f)", s15(c.values[2 * i]), s15(c.values[2 * i + 1]));
+        break;
+    }
+    case ICC_TYPE_DTIM: {
+        const IccDateTimeNumber& d = r.dateTime.dateTime;
+        std::printf("%04u-%02u-%02u %02u:%02u:%02u", d.year, d.month, d.day, d.hours, d.minutes, d.seconds);
+        break;
+    }
     default:
         std::printf("%u bytes, not decoded", r.unknown.size);
         break;
