@@ -1,0 +1,50 @@
+#include "platform/module_loader.h"
+
+#include <dlfcn.h>
+
+namespace quv {
+namespace {
+
+std::string& directoryOverride() {
+    static std::string directory;
+    return directory;
+}
+
+}  // namespace
+
+ModuleLoader::~ModuleLoader() {
+    if (handle_) dlclose(handle_);
+}
+
+bool ModuleLoader::loadLibrary(const char* name) {
+    if (handle_) return true;
+    const std::string path = moduleDirectory() + "/" + name + ".so";
+    handle_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    return handle_ != nullptr;
+}
+
+bool ModuleLoader::addFunction(const char* name) {
+    void* f = handle_ ? dlsym(handle_, name) : nullptr;
+    if (f) functions_[name] = f;
+    return f != nullptr;
+}
+
+void* ModuleLoader::getFunction(const char* name) const {
+    const auto it = functions_.find(name);
+    return it == functions_.end() ? nullptr : it->second;
+}
+
+std::string moduleDirectory() {
+    if (!directoryOverride().empty()) return directoryOverride();
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<void*>(&moduleDirectory), &info) || !info.dli_fname) return ".";
+    const std::string self = info.dli_fname;
+    const size_t slash = self.rfind('/');
+    return slash == std::string::npos ? "." : self.substr(0, slash);
+}
+
+namespace testing {
+void setModuleDirectory(const std::string& directory) { directoryOverride() = directory; }
+}  // namespace testing
+
+}  // namespace quv
