@@ -24,14 +24,17 @@ bool ModuleLoader::loadLibrary(const char* name) {
 }
 
 bool ModuleLoader::addFunction(const char* name) {
+    if (getFunction(name)) return true;
     void* f = handle_ ? dlsym(handle_, name) : nullptr;
-    if (f) functions_[name] = f;
-    return f != nullptr;
+    if (!f || count_ == sizeof functions_ / sizeof functions_[0]) return false;
+    functions_[count_++] = Function{name, f};
+    return true;
 }
 
 void* ModuleLoader::getFunction(const char* name) const {
-    const auto it = functions_.find(name);
-    return it == functions_.end() ? nullptr : it->second;
+    for (unsigned i = 0; i < count_; ++i)
+        if (std::strcmp(functions_[i].name, name) == 0) return functions_[i].address;
+    return nullptr;
 }
 
 std::string moduleDirectory() {

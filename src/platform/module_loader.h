@@ -2,7 +2,7 @@
 // library that holds this code (beside libquvclr.so).
 #pragma once
 
-#include <map>
+#include <cstring>
 #include <string>
 
 namespace quv {
@@ -19,12 +19,19 @@ public:
     bool isLoaded() const { return handle_ != nullptr; }
     // Looks the function up; false when the library lacks it.
     bool addFunction(const char* name);
-    bool isFunctionOk(const char* name) const { return functions_.count(name) != 0; }
+    bool isFunctionOk(const char* name) const { return getFunction(name) != nullptr; }
     void* getFunction(const char* name) const;
 
 private:
+    // A module offers a handful of functions; names are the caller's
+    // constants.
+    struct Function {
+        const char* name = nullptr;
+        void* address = nullptr;
+    };
     void* handle_ = nullptr;
-    std::map<std::string, void*> functions_;
+    Function functions_[8];
+    unsigned count_ = 0;
 };
 
 // Where modules are looked for: the directory of this library, unless a test
