@@ -117,8 +117,8 @@ TEST_F(ImageFiles, StatusesOfLoadAndSave) {
         uint8_t* const image = held->image;
         EXPECT_EQ(Quv_LoadICCProfileA(at(none).c_str(), held.get(), nullptr), CLR_NO_PROFILE_IN_FILE) << none;
         const bool back = std::string(none) == "plain.jpg";
-        EXPECT_EQ(held->image, back ? image : nullptr) << none;
-        EXPECT_EQ(held->dataSize, back ? 580u : 0u) << none;
+        EXPECT_EQ(static_cast<uint8_t*>(held->image), back ? image : nullptr) << none;
+        EXPECT_EQ(uint64_t{held->dataSize}, back ? 580u : 0u) << none;
     }
     IccProfile wrongSize{};
     wrongSize.structSize = 55;
@@ -235,7 +235,7 @@ TEST_F(ImageFiles, EpsHexComments) {
         ScopedProfile p;
         quv::MemorySource source(c.file.data(), c.file.size());
         EXPECT_EQ(quv::readContainerProfile(source, quv::kFormatEps, p.get()), c.status);
-        EXPECT_EQ(p->dataSize, c.bytes);
+        EXPECT_EQ(uint64_t{p->dataSize}, c.bytes);
         for (size_t i = 0; i < p->dataSize; ++i) ASSERT_EQ(p->image[i], 0xA0 + i % 10) << i;
     }
 }

@@ -96,7 +96,7 @@ TEST(SharedLibrary, PngCodecIsFoundBesideTheLibraryOrMissing) {
         IccProfile profile{};
         profile.structSize = ICC_PROFILE_STRUCT_SIZE;
         EXPECT_EQ(load(png.c_str(), &profile, nullptr), c.status) << c.library;
-        EXPECT_EQ(profile.dataSize, c.status == CLR_SUCCESS ? 6922u : 0u);
+        EXPECT_EQ(uint64_t{profile.dataSize}, c.status == CLR_SUCCESS ? 6922u : 0u);
         release(&profile);
         dlclose(lib);
     }
