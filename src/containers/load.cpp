@@ -105,9 +105,11 @@ private:
 
     ClrStatus scan() {
         for (;;) {
-            do
+            for (;;) {
                 if (!ensure(1)) return CLR_PROFILE_DATA_TRUNCATED;
-            while (buf_[pos_] != '%' && ++pos_);
+                if (buf_[pos_] == '%') break;
+                ++pos_;
+            }
             if (!ensure(5)) return CLR_PROFILE_DATA_TRUNCATED;
             const uint8_t next = buf_[pos_ + 1];
             if (next == '%') {

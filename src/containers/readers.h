@@ -17,7 +17,8 @@ ClrStatus appendProfileBytes(IccProfile* profile, const uint8_t* data, size_t co
 // Reads the profile of a container of `format` from `source` (at its start)
 // into profile->image and dataSize, which the caller has cleared. 1 with or
 // without data (no data: the caller decides); -1154 for a format without a
-// reader; otherwise the reader's failure. PNG needs a FileSource.
+// reader; otherwise the reader's failure. The PNG codec reads files only:
+// PNG from any other source gives -825.
 ClrStatus readContainerProfile(ByteSource& source, int format, IccProfile* profile);
 
 // Recognises a memory image and reads its profile as above.
