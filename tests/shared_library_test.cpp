@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <dlfcn.h>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -27,6 +28,9 @@ const std::set<std::string> kExports = {
     "Quv_2bFixed2bNumberToDouble", "Quv_DoubleToU8Fixed8Number", "Quv_U8Fixed8NumberToDouble",
     // tags
     "Quv_GetICCTagData", "Quv_SetICCTagData", "Quv_CreateICCTagData", "Quv_DeleteICCTag", "Quv_FreeICCTagType",
+    // profiles in image files
+    "Quv_LoadICCProfile", "Quv_LoadICCProfileA", "Quv_HasICCProfile", "Quv_HasICCProfileA", "Quv_SaveICCProfile",
+    "Quv_SaveICCProfileA",
 };
 
 std::set<std::string> definedDynamicSymbols() {
@@ -68,6 +72,35 @@ TEST(SharedLibrary, LoadsConvertsAndReleasesOpenHandlesAtUnload) {
     // The handles stay open: unloading releases them (a leak checker run
     // over this test would report them otherwise).
     EXPECT_EQ(dlclose(lib), 0);
+}
+
+// The PNG codec is a module found beside the library: a copy of the library
+// in a directory without it reports the codec missing.
+TEST(SharedLibrary, PngCodecIsFoundBesideTheLibraryOrMissing) {
+    namespace fs = std::filesystem;
+    char pattern[] = "/tmp/quvclr_alone_XXXXXX";
+    const fs::path alone = mkdtemp(pattern);
+    const std::string png = (alone / "p.png").string();
+    const std::string make = "convert -size 4x4 xc:red -profile /usr/share/color/icc/sRGB.icc " + png;
+    ASSERT_EQ(std::system(make.c_str()), 0);
+    fs::copy_file(QUVCLR_LIBRARY_PATH, alone / "libquvclr.so");
+    const struct {
+        std::string library;
+        ClrStatus status;
+    } cases[] = {{QUVCLR_LIBRARY_PATH, CLR_SUCCESS}, {(alone / "libquvclr.so").string(), CLR_CODEC_MISSING}};
+    for (const auto& c : cases) {
+        void* lib = dlopen(c.library.c_str(), RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(lib, nullptr) << dlerror();
+        auto load = reinterpret_cast<decltype(&Quv_LoadICCProfileA)>(dlsym(lib, "Quv_LoadICCProfileA"));
+        auto release = reinterpret_cast<decltype(&Quv_FreeICCProfile)>(dlsym(lib, "Quv_FreeICCProfile"));
+        IccProfile profile{};
+        profile.structSize = ICC_PROFILE_STRUCT_SIZE;
+        EXPECT_EQ(load(png.c_str(), &profile, nullptr), c.status) << c.library;
+        EXPECT_EQ(uint64_t{profile.dataSize}, c.status == CLR_SUCCESS ? 6922u : 0u);
+        release(&profile);
+        dlclose(lib);
+    }
+    fs::remove_all(alone);
 }
 
 }  // namespace

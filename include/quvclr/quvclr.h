@@ -8,5 +8,6 @@
 #include "bitmap.h"
 #include "profile.h"
 #include "tags.h"
+#include "imagefile.h"
 
 #endif

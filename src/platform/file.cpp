@@ -11,8 +11,12 @@
 namespace quv {
 namespace {
 
+int descriptor(QuvFile file) { return static_cast<int>(file); }
+
+}  // namespace
+
 // A path with no UTF-8 form names no file.
-bool narrowPath(const ClrWChar* path, std::string* out) {
+bool quvNarrowPath(const ClrWChar* path, std::string* out) {
     bool lossy = false;
     if (path) *out = utf16ToUtf8(std::u16string_view(path, wideLength(path)), &lossy);
     if (!path || lossy || out->empty()) {
@@ -22,13 +26,9 @@ bool narrowPath(const ClrWChar* path, std::string* out) {
     return true;
 }
 
-int descriptor(QuvFile file) { return static_cast<int>(file); }
-
-}  // namespace
-
 QuvFile quvFileOpen(const ClrWChar* path, int mode, int /*share*/) {
     std::string name;
-    if (!narrowPath(path, &name)) return kBadFile;
+    if (!quvNarrowPath(path, &name)) return kBadFile;
     const int flags = (mode == kOpenReadWrite ? O_RDWR : O_RDONLY) | O_CLOEXEC;
     int fd;
     do fd = open(name.c_str(), flags);
@@ -88,7 +88,7 @@ size_t quvFileWrite(QuvFile file, const void* buffer, size_t count) {
 QuvFile quvFileCreateTracked(const ClrWChar* path, uint32_t access, uint32_t /*share*/, void* /*security*/,
                              uint32_t disposition, uint32_t /*attributes*/, void* /*templateFile*/) {
     std::string name;
-    if (!narrowPath(path, &name)) return kBadFile;
+    if (!quvNarrowPath(path, &name)) return kBadFile;
     const bool reads = (access & kAccessRead) != 0;
     const bool writes = (access & kAccessWrite) != 0;
     int flags = O_CLOEXEC | (reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY);
@@ -113,7 +113,7 @@ ClrStatus quvFileMapError(ClrStatus status) { return status; }
 bool quvFileExists(const ClrWChar* path) {
     std::string name;
     struct stat st;
-    return narrowPath(path, &name) && stat(name.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
+    return quvNarrowPath(path, &name) && stat(name.c_str(), &st) == 0 && !S_ISDIR(st.st_mode);
 }
 
 }  // namespace quv

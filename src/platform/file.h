@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace quv {
 
@@ -47,5 +48,9 @@ ClrStatus quvFileMapError(ClrStatus status);
 
 // True when `path` names an existing file (a directory does not count).
 bool quvFileExists(const ClrWChar* path);
+
+// The UTF-8 form of a wide path; false (errno ENOENT) for a null, empty or
+// unpaired-surrogate path, which names no file.
+bool quvNarrowPath(const ClrWChar* path, std::string* out);
 
 }  // namespace quv

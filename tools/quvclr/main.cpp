@@ -73,6 +73,16 @@ const char* statusName(ClrStatus status) {
         {CLR_TAG_UNKNOWN_BOTH, "unknown signature, type carried as raw bytes"},
         {CLR_INVALID_PROFILE, "not a valid ICC profile"},
         {CLR_TAG_NOT_FOUND, "tag not found"},
+        {CLR_NO_PROFILE_IN_FILE, "no profile in the file"},
+        {CLR_PROFILE_DATA_TRUNCATED, "profile data cut short"},
+        {CLR_CODEC_MISSING, "PNG codec module missing"},
+        {CLR_FORMAT_HOLDS_NO_PROFILE, "format carries no profile here"},
+        {CLR_RIFF_CHUNK_OVERRUN, "RIFF chunk runs past its container"},
+        {CLR_UNEXPECTED_END_OF_FILE, "unexpected end of file"},
+        {CLR_FILE_SEEK_FAILED, "seek failed"},
+        {CLR_FILE_WRITE_FAILED, "write failed"},
+        {CLR_FILE_OPEN_FAILED, "file could not be opened"},
+        {CLR_FAILURE, "failure"},
     };
     auto it = names.find(status);
     return it == names.end() ? "failure" : it->second;
@@ -241,7 +251,10 @@ void usage() {
         "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
         "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
         "  quvclr spaces                list the colour spaces\n"
-        "  quvclr profile FILE          print an ICC profile: header, tag table and decoded tags\n"
+        "  quvclr profile FILE          print an ICC profile (an ICC file, or the one inside an image file):\n"
+        "                               header, tag table and decoded tags\n"
+        "  quvclr extract IMAGE OUT.icc write the profile inside an image file to an ICC file\n"
+        "  quvclr embed IMAGE FILE.icc  put an ICC profile into a TIFF, JPEG, GIF or WebP file\n"
         "  quvclr embedded [ID [FILE]]  the embedded profiles: their facts, one in full, or its bytes to FILE\n");
 }
 
@@ -519,10 +532,23 @@ void printProfileRecord(IccProfile& profile) {
     }
 }
 
+// The profile inside an image file, decoded into `profile`.
+ClrStatus loadImageProfile(const char* path, IccProfile* profile) {
+    ClrStatus status = Quv_LoadICCProfileA(path, profile, nullptr);
+    if (status == CLR_SUCCESS) status = Quv_FillICCProfileStructure(profile, profile->image, profile->dataSize);
+    return status;
+}
+
+// An ICC file, or else the profile inside an image file.
 int printProfile(const char* path) {
     IccProfile profile;
     Quv_InitICCProfile(&profile, sizeof profile);
-    const ClrStatus status = Quv_FillICCProfileFromICCFileA(path, &profile);
+    ClrStatus status = Quv_FillICCProfileFromICCFileA(path, &profile);
+    if (status == CLR_INVALID_PROFILE || status == CLR_FILE_READ_FAILED) {
+        Quv_FreeICCProfile(&profile);
+        Quv_InitICCProfile(&profile, sizeof profile);
+        status = loadImageProfile(path, &profile);
+    }
     if (status != CLR_SUCCESS) {
         std::fprintf(stderr, "quvclr profile: %s: %s (%d)\n", path, statusName(status), status);
         Quv_FreeICCProfile(&profile);
@@ -531,6 +557,38 @@ int printProfile(const char* path) {
     std::printf("%s: %llu bytes\n", path, static_cast<unsigned long long>(profile.dataSize));
     printProfileRecord(profile);
     Quv_FreeICCProfile(&profile);
+    return 0;
+}
+
+// The profile bytes of an image file, written to an ICC file.
+int extractProfile(const char* image, const char* out) {
+    IccProfile profile;
+    Quv_InitICCProfile(&profile, sizeof profile);
+    ClrStatus status = Quv_LoadICCProfileA(image, &profile, nullptr);
+    if (status == CLR_SUCCESS) status = Quv_GenerateICCFileA(&profile, out);
+    const auto bytes = static_cast<unsigned long long>(profile.dataSize);
+    Quv_FreeICCProfile(&profile);
+    if (status != CLR_SUCCESS) {
+        std::fprintf(stderr, "quvclr extract: %s: %s (%d)\n", image, statusName(status), status);
+        return 1;
+    }
+    std::printf("wrote the profile of %s, %llu bytes, to %s\n", image, bytes, out);
+    return 0;
+}
+
+// An ICC file's bytes, put into an image file.
+int embedProfile(const char* image, const char* iccFile) {
+    IccProfile profile;
+    Quv_InitICCProfile(&profile, sizeof profile);
+    ClrStatus status = Quv_FillICCProfileFromICCFileA(iccFile, &profile);
+    if (status == CLR_SUCCESS) status = Quv_SaveICCProfileA(image, &profile, nullptr);
+    const auto bytes = static_cast<unsigned long long>(profile.dataSize);
+    Quv_FreeICCProfile(&profile);
+    if (status != CLR_SUCCESS) {
+        std::fprintf(stderr, "quvclr embed: %s: %s (%d)\n", image, statusName(status), status);
+        return 1;
+    }
+    std::printf("embedded %s, %llu bytes, in %s\n", iccFile, bytes, image);
     return 0;
 }
 
@@ -708,6 +766,12 @@ int main(int argc, char** argv) {
         }
         return printProfile(argv[2]);
     }
+    if ((verb == "extract" || verb == "embed") && argc != 4) {
+        usage();
+        return 2;
+    }
+    if (verb == "extract") return extractProfile(argv[2], argv[3]);
+    if (verb == "embed") return embedProfile(argv[2], argv[3]);
     if (verb == "--help" || verb == "-h" || verb == "help") {
         usage();
         return 0;
