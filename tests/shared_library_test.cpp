@@ -27,6 +27,13 @@ const std::set<std::string> kExports = {
     "Quv_2bFixed2bNumberToDouble", "Quv_DoubleToU8Fixed8Number", "Quv_U8Fixed8NumberToDouble",
     // tags
     "Quv_GetICCTagData", "Quv_SetICCTagData", "Quv_CreateICCTagData", "Quv_DeleteICCTag", "Quv_FreeICCTagType",
+    // curves, CLUT blocks and curve buffers
+    "Quv_GetParametricCurveNumberOfParameters", "Quv_ClrIntIsParametricCurveType", "Quv_ClrIntGetCurveTypeSize",
+    "Quv_ClrIntGetParametricCurveTypeSize", "Quv_ClrIntGetCurveTypeLittleIndian",
+    "Quv_ClrIntGetParametricCurveTypeLittleIndian", "Quv_ClrIntIccFreeCurveType",
+    "Quv_ClrIntIccFreeParametricCurveType", "Quv_ClrIntGetCLUTSize", "Quv_ConvertCLUTToBuffer",
+    "Quv_ClrIntGetCLUTBuffer", "Quv_ClrIntFreeCLUT", "Quv_ConvertCurveTypeToBuffer",
+    "Quv_ConvertParametricCurveTypeToBuffer", "Quv_ClrIntGetLutCurveSize",
 };
 
 std::set<std::string> definedDynamicSymbols() {

@@ -16,6 +16,8 @@ namespace {
 const TagCodec* const kCodecs[] = {
     &kXyzCodec,         &kDataCodec,           &kS15Fixed16ArrayCodec, &kSignatureCodec,       &kTextCodec,
     &kU16Fixed16ArrayCodec, &kUInt8ArrayCodec, &kUInt16ArrayCodec,     &kUInt32ArrayCodec,     &kUInt64ArrayCodec,
+    // curves and lookup tables
+    &kCurveCodec, &kParametricCurveCodec,
 };
 
 // The tag signatures this library knows. Knowing one says nothing of the
@@ -95,6 +97,16 @@ const TagCodec* findTagCodec(uint32_t type) {
     for (const TagCodec* codec : kCodecs)
         if (codec->type == type) return codec;
     return nullptr;
+}
+
+void TagCursor::copy(void* out, uint64_t n) {
+    if (n > remaining()) {
+        pos_ = end_;
+        fail();
+        return;
+    }
+    if (n) std::memcpy(out, data_ + pos_, static_cast<size_t>(n));
+    pos_ += n;
 }
 
 ClrStatus reserveTag(IccProfile* profile, uint32_t tagSig, uint32_t size, uint32_t pad, uint64_t writes,

@@ -1,0 +1,266 @@
+// Curves, CLUT blocks and lookup tables: the listed sizes and statuses, the
+// asymmetries that are the interface, and every reader on cut and lying
+// elements.
+#include "icc_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using namespace quvtest;
+
+// A profile holding one tag `value` under A2B0, parsed from its image.
+struct OneTag {
+    std::vector<uint8_t> image;
+    ScopedProfile sp;
+    explicit OneTag(const std::vector<uint8_t>& value) : image(iccImage({{sig("A2B0"), value}})) {
+        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
+    }
+    ClrStatus get(ScopedRecord& r) {
+        r.type = be32(image.data() + 144);
+        return Quv_GetICCTagData(sp.get(), r.get(), sig("A2B0"));
+    }
+};
+
+std::vector<uint8_t> be16Bytes(std::initializer_list<uint16_t> values) {
+    std::vector<uint8_t> v;
+    for (uint16_t x : values) v.insert(v.end(), {uint8_t(x >> 8), uint8_t(x)});
+    return v;
+}
+
+std::vector<uint8_t> cat(std::initializer_list<std::vector<uint8_t>> parts) {
+    std::vector<uint8_t> v;
+    for (const auto& p : parts) v.insert(v.end(), p.begin(), p.end());
+    return v;
+}
+
+// ---- curves ----
+
+TEST(CurveSizes, FollowTheirTables) {
+    EXPECT_EQ(Quv_GetParametricCurveNumberOfParameters(4), 7u);
+    EXPECT_EQ(Quv_GetParametricCurveNumberOfParameters(5), 0u);
+    uint8_t rec[20] = {};
+    struct {
+        uint32_t count, size;
+    } curves[] = {{0, 4}, {1, 5}, {2, 8}, {0x80000000u, 4}};
+    for (auto c : curves) EXPECT_EQ(Quv_ClrIntGetCurveTypeSize(rec, c.count), c.size) << c.count;
+    EXPECT_EQ(Quv_ClrIntGetCurveTypeSize(nullptr, 2), 0u);
+    struct {
+        uint16_t function;
+        uint32_t size;
+    } paras[] = {{0, 8}, {1, 16}, {2, 20}, {3, 24}, {4, 32}, {9, 4}};
+    for (auto p : paras) {
+        std::memcpy(rec + 8, &p.function, 2);
+        EXPECT_EQ(Quv_ClrIntGetParametricCurveTypeSize(rec), p.size) << p.function;
+    }
+    const uint8_t para[4] = {'p', 'a', 'r', 'a'};
+    EXPECT_EQ(Quv_ClrIntIsParametricCurveType(para, 1), 1);
+    EXPECT_EQ(Quv_ClrIntIsParametricCurveType(para, 0), 0);
+    EXPECT_EQ(Quv_ClrIntIsParametricCurveType(nullptr, 1), 0);
+}
+
+TEST(CurveSizes, RunsOfElementsRoundEachToFourBytes) {
+    struct Case {
+        std::vector<uint8_t> run;
+        uint32_t count;
+        int32_t fixed;
+        uint32_t size;
+    } cases[] = {
+        {tagValue(sig("curv"), cat({be32Bytes(1), be16Bytes({256, 0})})), 1, 0, 16},
+        {tagValue(sig("curv"), be32Bytes(0)), 1, 0, 12},
+        {tagValue(sig("curv"), cat({be32Bytes(2), be16Bytes({0, 65535})})), 1, 0, 16},
+        // Two curves of 3 points (20 bytes each), walked by their size.
+        {cat({tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 1, 2, 0})})),
+              tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 1, 2, 0})}))}),
+         2, 0, 40},
+        // With a fixed stride of 16 the second lands on the first's points:
+        // signature 0x00010002, count 0 (12 bytes).
+        {cat({tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 1, 2, 0})})),
+              tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 1, 2, 0})}))}),
+         2, 1, 32},
+    };
+    for (const Case& c : cases) EXPECT_EQ(Quv_ClrIntGetLutCurveSize(c.run.data(), c.count, 1, c.fixed), c.size);
+    EXPECT_EQ(Quv_ClrIntGetLutCurveSize(nullptr, 1, 1, 0), 0u);
+}
+
+TEST(CurveTags, OnePointIsSizedThirteenInARoomOfSixteen) {
+    struct Case {
+        uint32_t count;
+        uint32_t rowSize, room;
+    } cases[] = {{0, 12, 12}, {1, 13, 16}, {2, 16, 16}, {3, 18, 20}};
+    for (const Case& c : cases) {
+        ScopedProfile sp;
+        ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+        std::vector<uint16_t> points = {0x0100, 0x1234, 0xFFFF};
+        IccTagRecord r{};
+        r.curve.count = c.count;
+        r.curve.points = points.data();
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("rTRC"), ICC_TYPE_CURVE), CLR_SUCCESS);
+        EXPECT_EQ(sp->tagTable[0].size, c.rowSize);
+        ASSERT_EQ(+sp->tagDataSize, c.room);
+        ScopedRecord back;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("rTRC")), CLR_SUCCESS);
+        ASSERT_EQ(back.r.curve.count, c.count);
+        EXPECT_EQ(std::memcmp(back.r.curve.points, points.data(), 2 * c.count), 0);
+    }
+    IccTagRecord none{};
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &none, sig("rTRC"), ICC_TYPE_CURVE), CLR_INVALID_PARAMETER);
+}
+
+TEST(CurveTags, ParametricFunctionsAboveFourAreRefused) {
+    OneTag bad(tagValue(sig("para"), cat({be16Bytes({5, 0}), be32Bytes(0x10000)})));
+    ScopedRecord r;
+    EXPECT_EQ(bad.get(r), CLR_INVALID_TAG_DATA);
+    EXPECT_EQ(r.r.parametricCurve.function, 5);
+    uint32_t params[7] = {0x20000, 1, 2, 3, 4, 5, 6};
+    IccTagRecord in{};
+    in.parametricCurve.function = 5;
+    in.parametricCurve.parameters = params;
+    ScopedRecord wire;
+    wire.type = ICC_TYPE_PARAMETRIC_CURVE;
+    EXPECT_EQ(Quv_CreateICCTagData(wire.get(), &in, ICC_TYPE_PARAMETRIC_CURVE), CLR_INVALID_PARAMETER);
+    in.parametricCurve.function = 1;
+    ASSERT_EQ(Quv_CreateICCTagData(wire.get(), &in, ICC_TYPE_PARAMETRIC_CURVE), CLR_SUCCESS);
+    EXPECT_EQ(std::memcmp(&wire.r.head.signature, "para", 4), 0);
+    EXPECT_EQ(wire.r.parametricCurve.function, 0x0100);
+    EXPECT_EQ(wire.r.parametricCurve.parameters[0], 0x200u);  // 0x20000 in file order
+}
+
+TEST(CurveBuffers, RoundTripThroughTheNativeReaders) {
+    uint16_t points[3] = {1, 2, 0xABCD};
+    IccCurveType curve{{ICC_TYPE_CURVE, 7}, 3, points};
+    uint8_t buffer[18];
+    ASSERT_EQ(Quv_ConvertCurveTypeToBuffer(buffer, &curve), CLR_SUCCESS);
+    IccCurveType back{};
+    ASSERT_EQ(Quv_ClrIntGetCurveTypeLittleIndian(buffer, &back), CLR_SUCCESS);
+    EXPECT_EQ(back.head.reserved, 7u);
+    ASSERT_EQ(back.count, 3u);
+    EXPECT_EQ(back.points[2], 0xABCD);
+    Quv_ClrIntIccFreeCurveType(&back);
+    EXPECT_EQ(back.points, nullptr);
+
+    uint32_t params[3] = {1, 2, 3};
+    IccParametricCurveType para{{ICC_TYPE_PARAMETRIC_CURVE, 0}, 1, 0, params};
+    uint8_t pbuf[24];
+    ASSERT_EQ(Quv_ConvertParametricCurveTypeToBuffer(pbuf, &para), CLR_SUCCESS);
+    IccParametricCurveType pback{};
+    ASSERT_EQ(Quv_ClrIntGetParametricCurveTypeLittleIndian(pbuf, &pback), CLR_SUCCESS);
+    EXPECT_EQ(pback.parameters[2], 3u);
+    Quv_ClrIntIccFreeParametricCurveType(&pback);
+
+    // Function 5 copies the head alone and succeeds; the reader refuses it.
+    para.function = 5;
+    uint8_t head[12];
+    EXPECT_EQ(Quv_ConvertParametricCurveTypeToBuffer(head, &para), CLR_SUCCESS);
+    EXPECT_EQ(Quv_ClrIntGetParametricCurveTypeLittleIndian(head, &pback), CLR_INVALID_TAG_DATA);
+    EXPECT_EQ(pback.function, 5);
+    // A native count no mapped memory could hold is refused before allocating.
+    uint32_t lying[3] = {ICC_TYPE_CURVE, 0, 0xFFFFFFF0u};
+    EXPECT_EQ(Quv_ClrIntGetCurveTypeLittleIndian(lying, &back), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_ClrIntGetCurveTypeLittleIndian(nullptr, &back), CLR_INVALID_PARAMETER);
+}
+
+// ---- CLUT blocks ----
+
+std::vector<uint8_t> clutBlock(std::vector<uint8_t> grid, uint8_t precision, const std::vector<uint8_t>& values) {
+    grid.resize(16, 0);
+    grid.insert(grid.end(), {precision, 0xA, 0xB, 0xC});
+    grid.insert(grid.end(), values.begin(), values.end());
+    return grid;
+}
+
+TEST(ClutSize, RoundsUpAsASignedNumber) {
+    struct Case {
+        std::vector<uint8_t> grid;
+        uint8_t precision;
+        int32_t in;
+        uint32_t out, size;
+    } cases[] = {
+        {{17, 17, 17}, 2, 3, 3, 29500},
+        {{17, 0, 17}, 2, 3, 3, 20},
+        {{2, 3}, 1, 2, 3, 40},       // 18 + 20, rounded
+        {{9}, 1, 0, 1, 24},          // no inputs: one node
+        {{1}, 1, 1, 0x7FFFFFEDu, 0x80000008u},  // 0x80000001 is negative: +7
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(Quv_ClrIntGetCLUTSize(clutBlock(c.grid, c.precision, {}).data(), c.in, c.out), c.size);
+}
+
+TEST(ClutBuffers, TheRecordAloneKeepsFileOrder) {
+    const std::vector<uint8_t> block = clutBlock({3}, 2, be16Bytes({0x0102, 0x0304, 0x0506}));
+    IccClut record{};
+    ASSERT_EQ(Quv_ClrIntGetCLUTBuffer(nullptr, block.data(), 1, 1, &record), CLR_SUCCESS);
+    const uint8_t pad[3] = {0xC, 0xB, 0xA};  // reversed
+    EXPECT_EQ(std::memcmp(record.pad, pad, 3), 0);
+    EXPECT_EQ(std::memcmp(record.data, block.data() + 20, 6), 0);
+    Quv_ClrIntFreeCLUT(&record);
+
+    std::vector<uint8_t> buffer(28, 0xEE);
+    ASSERT_EQ(Quv_ClrIntGetCLUTBuffer(buffer.data(), block.data(), 1, 1, &record), CLR_SUCCESS);
+    uint16_t native[4];
+    std::memcpy(native, record.data, 8);
+    EXPECT_EQ(native[0], 0x0102);
+    EXPECT_EQ(native[3], 0);  // the rounding slack, not read from past the block
+    std::memcpy(native, buffer.data() + 20, 8);
+    EXPECT_EQ(native[2], 0x0506);
+    EXPECT_EQ(buffer[17], 0xC);
+    Quv_ClrIntFreeCLUT(&record);
+
+    std::vector<uint8_t> untouched(28, 0xEE);
+    record.precision = 2;
+    EXPECT_EQ(Quv_ConvertCLUTToBuffer(untouched.data(), &record, 3, 0), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(untouched, std::vector<uint8_t>(28, 0xEE));
+}
+
+// ---- every reader on damaged elements ----
+
+struct Damaged {
+    const char* name;
+    std::vector<uint8_t> value;
+};
+
+std::vector<Damaged> wellFormedElements() {
+    return {
+        {"curv", tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 0x8000, 0xFFFF})}))},
+        {"para", tagValue(sig("para"), cat({be16Bytes({4, 0}), std::vector<uint8_t>(28, 1)}))},
+    };
+}
+
+TEST(DamagedElements, CutsAndLyingWordsGiveStatuses) {
+    for (const Damaged& d : wellFormedElements()) {
+        SCOPED_TRACE(d.name);
+        {
+            OneTag whole(d.value);
+            ScopedRecord r;
+            EXPECT_EQ(whole.get(r), CLR_SUCCESS);
+        }
+        // A cut element reads on into the zero padding of the data image,
+        // and no further: most cuts are refused, none is read past.
+        int refused = 0;
+        for (size_t n = 8; n < d.value.size(); ++n) {
+            OneTag cut(std::vector<uint8_t>(d.value.begin(), d.value.begin() + n));
+            ScopedRecord r;
+            const ClrStatus s = cut.get(r);
+            EXPECT_TRUE(s == CLR_INVALID_TAG_DATA || s == CLR_SUCCESS) << n << " " << s;
+            refused += s == CLR_INVALID_TAG_DATA;
+        }
+        EXPECT_GE(refused, int(d.value.size() - 8) / 2);
+        for (size_t at = 8; at + 4 <= d.value.size(); at += 2) {
+            for (uint32_t word : {0xFFFFFFFFu, 0x7FFFFFFFu, 0x00FFFFFFu, 0x80000001u}) {
+                std::vector<uint8_t> lying = d.value;
+                putBe32(lying, at, word);
+                OneTag t(lying);
+                ScopedRecord r;
+                const ClrStatus s = t.get(r);
+                EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_INVALID_TAG_DATA) << at << " " << s;
+            }
+        }
+    }
+}
+
+}  // namespace
