@@ -217,6 +217,86 @@ TEST(ClutBuffers, TheRecordAloneKeepsFileOrder) {
     EXPECT_EQ(untouched, std::vector<uint8_t>(28, 0xEE));
 }
 
+// ---- mft1 and mft2 ----
+
+// The bytes of the last tag, padding excluded.
+std::vector<uint8_t> lastTag(IccProfile* p) {
+    const IccTagEntry& row = p->tagTable[p->tagCount - 1];
+    const uint8_t* at = p->tagData + row.offset - 132 - 12 * p->tagCount;
+    return std::vector<uint8_t>(at, at + row.size);
+}
+
+TEST(LutTypes, SizesCountsAndRoundTrips) {
+    struct Case {
+        uint32_t type;
+        uint32_t size, room;
+        uint8_t countBytes[4];  // n and m of 256 as the element holds them
+    } cases[] = {{ICC_TYPE_LUT16, 32602, 32604, {1, 0, 1, 0}}, {ICC_TYPE_LUT8, 16327, 16328, {0, 1, 0, 1}}};
+    std::vector<uint16_t> input(768), clut(4913 * 3), output(768);
+    for (size_t k = 0; k < clut.size(); ++k) clut[k] = uint16_t(k * 7);
+    for (size_t k = 0; k < input.size(); ++k) input[k] = output[767 - k] = uint16_t(k * 3);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.size);
+        IccTagRecord r{};
+        IccLut16Type& lut = r.lut16;
+        lut.inputChannels = lut.outputChannels = 3;
+        lut.gridPoints = 17;
+        lut.matrix[0] = lut.matrix[4] = lut.matrix[8] = 0x10000;
+        lut.inputEntries = lut.outputEntries = 256;
+        lut.inputTables = input.data();
+        lut.clut = clut.data();
+        lut.outputTables = output.data();
+        ScopedProfile sp;
+        ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("A2B0"), c.type), CLR_SUCCESS);
+        EXPECT_EQ(sp->tagTable[0].size, c.size);
+        EXPECT_EQ(+sp->tagDataSize, c.room);
+        const std::vector<uint8_t> stored = lastTag(sp.get());
+        EXPECT_EQ(std::memcmp(&stored[48], c.countBytes, 4), 0);
+        EXPECT_EQ(be32(&stored[12]), 0x10000u);
+
+        ScopedRecord back;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("A2B0")), CLR_SUCCESS);
+        EXPECT_EQ(back.r.lut16.outputEntries, 256);
+        EXPECT_EQ(back.r.lut16.matrix[8], 0x10000u);
+        if (c.type == ICC_TYPE_LUT16) {
+            EXPECT_EQ(std::memcmp(back.r.lut16.clut, clut.data(), 2 * clut.size()), 0);
+        } else {
+            EXPECT_EQ(back.r.lut8.clut[100], uint8_t(clut[50]));  // the caller's array read as bytes
+        }
+        ScopedProfile again;
+        ASSERT_EQ(Quv_InitICCHeader(again.get()), CLR_SUCCESS);
+        ASSERT_EQ(Quv_SetICCTagData(again.get(), back.get(), sig("A2B0"), c.type), CLR_SUCCESS);
+        EXPECT_EQ(lastTag(again.get()), stored);
+    }
+}
+
+TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
+    // Three inputs and outputs, grid 2, the ICC layout: 256-entry identity
+    // tables from byte 48.
+    std::vector<uint8_t> body = {3, 3, 2, 0};
+    for (int k = 0; k < 9; ++k) {
+        const auto w = be32Bytes(k % 4 == 0 ? 0x10000 : 0);
+        body.insert(body.end(), w.begin(), w.end());
+    }
+    for (int t = 0; t < 3; ++t)
+        for (int k = 0; k < 256; ++k) body.push_back(uint8_t(k));
+    body.insert(body.end(), 24, 0x80);
+    for (int t = 0; t < 3; ++t)
+        for (int k = 0; k < 256; ++k) body.push_back(uint8_t(k));
+    OneTag tag(tagValue(ICC_TYPE_LUT8, body));
+    ScopedRecord r;
+    // n of 256 and m of 770; 770 * 3 output bytes are more than the data image
+    // holds behind the CLUT.
+    EXPECT_EQ(tag.get(r), CLR_INVALID_TAG_DATA);
+    EXPECT_EQ(r.r.lut8.inputEntries, 256);
+    EXPECT_EQ(r.r.lut8.outputEntries, 770);
+    ASSERT_NE(r.r.lut8.inputTables, nullptr);
+    EXPECT_EQ(r.r.lut8.inputTables[0], 4);  // taken from byte 52
+    ASSERT_NE(r.r.lut8.clut, nullptr);
+    EXPECT_EQ(r.r.lut8.outputTables, nullptr);
+}
+
 // ---- every reader on damaged elements ----
 
 struct Damaged {
@@ -228,6 +308,11 @@ std::vector<Damaged> wellFormedElements() {
     return {
         {"curv", tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 0x8000, 0xFFFF})}))},
         {"para", tagValue(sig("para"), cat({be16Bytes({4, 0}), std::vector<uint8_t>(28, 1)}))},
+        // i 2, o 1, g 2, n 2, m 3 (mft1 counts in host order)
+        {"mft2", tagValue(ICC_TYPE_LUT16, cat({{2, 1, 2, 0}, std::vector<uint8_t>(36, 0), be16Bytes({2, 3}),
+                                               std::vector<uint8_t>(2 * (4 + 4 + 3), 7)}))},
+        {"mft1", tagValue(ICC_TYPE_LUT8, cat({{2, 1, 2, 0}, std::vector<uint8_t>(36, 0), {2, 0, 3, 0},
+                                              std::vector<uint8_t>(4 + 4 + 3, 7)}))},
     };
 }
 
