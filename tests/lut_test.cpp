@@ -4,6 +4,7 @@
 #include "icc_support.h"
 
 #include <gtest/gtest.h>
+#include <lcms2.h>
 
 #include <cstring>
 #include <vector>
@@ -297,6 +298,171 @@ TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
     EXPECT_EQ(r.r.lut8.outputTables, nullptr);
 }
 
+// ---- mAB and mBA ----
+
+// An input of one curve per set and a one-input CLUT of grid 2, precision 2.
+struct AbInput {
+    uint32_t params[3][7] = {{0x20000}, {0x30000}, {0x40000}};
+    IccParametricCurveType curves[3];
+    uint16_t values[2] = {0x1234, 0xABCD};
+    IccClut clut{{2}, 2, {}, reinterpret_cast<uint8_t*>(values)};
+    IccTagRecord r{};
+    explicit AbInput(uint16_t function = 0) {
+        for (int k = 0; k < 3; ++k) curves[k] = {{ICC_TYPE_PARAMETRIC_CURVE, 0}, function, 0, params[k]};
+        IccLutAToBType& lut = r.lutAToB;
+        lut.inputChannels = lut.outputChannels = 1;
+        lut.curvesB = &curves[0];
+        lut.curvesM = &curves[1];
+        lut.curvesA = &curves[2];
+        lut.clut = &clut;
+        for (int k = 0; k < 12; ++k) lut.matrix[k] = 0x10000u * k;
+    }
+};
+
+std::vector<uint8_t> abElement(uint32_t type) {
+    AbInput in;
+    ScopedProfile sp;
+    EXPECT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &in.r, sig("A2B0"), type), CLR_SUCCESS);
+    return lastTag(sp.get());
+}
+
+TEST(LutABTypes, OneCurvePerSetLaysOutBMatrixMClutA) {
+    for (uint32_t type : {ICC_TYPE_LUT_A_TO_B, ICC_TYPE_LUT_B_TO_A}) {
+        AbInput in;
+        ScopedProfile sp;
+        ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in.r, sig("A2B0"), type), CLR_SUCCESS);
+        const std::vector<uint8_t> e = lastTag(sp.get());
+        ASSERT_EQ(e.size(), 152u);  // 32 + B 16 + matrix 48 + M 16 + CLUT 24 + A 16
+        const uint32_t offsets[5] = {32, 48, 96, 112, 136};
+        for (int k = 0; k < 5; ++k) EXPECT_EQ(be32(&e[12 + 4 * k]), offsets[k]);
+        EXPECT_EQ(be32(&e[32 + 12]), 0x20000u);   // B's parameter (function 0)
+        EXPECT_EQ(be32(&e[48 + 4]), 0x10000u);    // matrix
+        EXPECT_EQ(e[112], 2);                     // grid
+        EXPECT_EQ(be32(&e[132]), 0x1234ABCDu);    // CLUT values, big-endian
+        // The caller's matrix and CLUT values are left in file order.
+        EXPECT_EQ(in.r.lutAToB.matrix[1], 0x100u);
+        EXPECT_EQ(in.values[0], 0x3412);
+        // Read back: the stages in reading order, each also in its own block.
+        ScopedRecord back;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("A2B0")), CLR_SUCCESS);
+        const IccLutAToBType& b = back.r.lutAToB;
+        EXPECT_EQ(b.offsetClut, 112u);
+        EXPECT_EQ(b.matrix[11], 0xB0000u);
+        const uint8_t* flat = static_cast<const uint8_t*>(b.clut);
+        EXPECT_EQ(std::memcmp(flat + 20, "\x34\x12\xCD\xAB", 4), 0);  // native
+        const uint8_t* firstStage = b.block;
+        EXPECT_EQ(type == ICC_TYPE_LUT_A_TO_B ? std::memcmp(firstStage, flat, 24) : std::memcmp(firstStage, b.curvesB, 16), 0);
+    }
+}
+
+TEST(LutABTypes, ParametersOfFunctionsAboveZeroReachTheFileAsZeros) {
+    AbInput in(3);
+    ScopedRecord wire;
+    wire.type = ICC_TYPE_LUT_A_TO_B;
+    ASSERT_EQ(Quv_CreateICCTagData(wire.get(), &in.r, ICC_TYPE_LUT_A_TO_B), CLR_SUCCESS);
+    const auto* b = static_cast<const uint8_t*>(wire.r.lutAToB.curvesB);
+    EXPECT_EQ(std::memcmp(b, "para\0\0\0\0\0\3\0\0", 12), 0);
+    EXPECT_EQ(std::vector<uint8_t>(b + 12, b + 32), std::vector<uint8_t>(20, 0));
+    // An input record without its stages is refused.
+    in.r.lutAToB.curvesM = nullptr;
+    EXPECT_EQ(Quv_CreateICCTagData(wire.get(), &in.r, ICC_TYPE_LUT_A_TO_B), CLR_INVALID_PARAMETER);
+}
+
+TEST(LutABTypes, ReadingDemandsBCurvesAndForAToBMatchingChannelsWithoutAClut) {
+    const std::vector<uint8_t> para = tagValue(sig("para"), cat({be16Bytes({0, 0}), be32Bytes(0x10000)}));
+    struct Case {
+        uint32_t type;
+        uint8_t i, o;
+        ClrStatus status;
+    } cases[] = {{ICC_TYPE_LUT_A_TO_B, 1, 1, CLR_SUCCESS},
+                 {ICC_TYPE_LUT_A_TO_B, 3, 1, CLR_INVALID_TAG_DATA},
+                 {ICC_TYPE_LUT_B_TO_A, 3, 1, CLR_SUCCESS}};
+    for (const Case& c : cases) {
+        // B curves only; the M offset without a matrix is not followed.
+        std::vector<uint8_t> body = cat({{c.i, c.o, 0, 0}, be32Bytes(32), be32Bytes(0), be32Bytes(32), be32Bytes(0),
+                                         be32Bytes(0), para, para, para});
+        OneTag t(tagValue(c.type, body));
+        ScopedRecord r;
+        EXPECT_EQ(t.get(r), c.status);
+        if (c.status != CLR_SUCCESS) continue;
+        EXPECT_EQ(r.r.lutAToB.curvesM, nullptr);
+        EXPECT_EQ(r.r.lutAToB.curvesA, nullptr);
+        EXPECT_EQ(r.r.lutAToB.clut, nullptr);
+        EXPECT_EQ(std::memcmp(r.r.lutAToB.curvesB, r.r.lutAToB.block, 16 * c.i), 0);
+    }
+    std::vector<uint8_t> noB = cat({{1, 1, 0, 0}, std::vector<uint8_t>(20, 0), para});
+    OneTag t(tagValue(ICC_TYPE_LUT_B_TO_A, noB));
+    ScopedRecord r;
+    EXPECT_EQ(t.get(r), CLR_INVALID_TAG_DATA);
+}
+
+// Profiles lcms2 writes from a pipeline of curves, a CLUT and a matrix.
+TEST(LutABTypes, ReadWhatLcmsWrites) {
+    cmsHPROFILE h = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(h, 4.3);
+    cmsSetDeviceClass(h, cmsSigAbstractClass);
+    cmsSetColorSpace(h, cmsSigLabData);
+    cmsSetPCS(h, cmsSigLabData);
+    cmsToneCurve* gamma = cmsBuildGamma(nullptr, 2.2);
+    cmsToneCurve* curves[3] = {gamma, gamma, gamma};
+    std::vector<cmsUInt16Number> table(27 * 3);
+    for (size_t k = 0; k < table.size(); ++k) table[k] = cmsUInt16Number(k * 811);
+    const cmsFloat64Number matrix[9] = {1, 0.5, 0, 0, 1, 0, 0, 0.25, 1}, offset[3] = {0, 0.125, 0};
+    // A, CLUT, M, matrix, B for A2B0; B, matrix, M, CLUT, A for B2A0.
+    for (bool aToB : {true, false}) {
+        cmsPipeline* p = cmsPipelineAlloc(nullptr, 3, 3);
+        cmsStage* stages[5] = {cmsStageAllocToneCurves(nullptr, 3, curves),
+                               cmsStageAllocCLut16bit(nullptr, 3, 3, 3, table.data()),
+                               cmsStageAllocToneCurves(nullptr, 3, curves),
+                               cmsStageAllocMatrix(nullptr, 3, 3, matrix, offset),
+                               cmsStageAllocToneCurves(nullptr, 3, curves)};
+        if (!aToB) std::swap(stages[1], stages[3]);
+        for (cmsStage* stage : stages) cmsPipelineInsertStage(p, cmsAT_END, stage);
+        ASSERT_TRUE(cmsWriteTag(h, aToB ? cmsSigAToB0Tag : cmsSigBToA0Tag, p));
+        cmsPipelineFree(p);
+    }
+    cmsUInt32Number n = 0;
+    ASSERT_TRUE(cmsSaveProfileToMem(h, nullptr, &n));
+    std::vector<uint8_t> image(n);
+    ASSERT_TRUE(cmsSaveProfileToMem(h, image.data(), &n));
+    cmsFreeToneCurve(gamma);
+    cmsCloseProfile(h);
+
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
+    for (uint32_t tagSig : {sig("A2B0"), sig("B2A0")}) {
+        ScopedRecord r;
+        r.type = Quv_GetICCTagTypeSig(sp.get(), tagSig);
+        ASSERT_EQ(r.type, tagSig == sig("A2B0") ? ICC_TYPE_LUT_A_TO_B : ICC_TYPE_LUT_B_TO_A);
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), tagSig), CLR_SUCCESS);
+        const IccLutAToBType& lut = r.r.lutAToB;
+        EXPECT_EQ(lut.inputChannels, 3);
+        ASSERT_NE(lut.clut, nullptr);
+        const auto* flat = static_cast<const uint8_t*>(lut.clut);
+        EXPECT_EQ(std::memcmp(flat, "\3\3\3", 3), 0);
+        ASSERT_EQ(flat[16], 2);
+        uint16_t v;
+        std::memcpy(&v, flat + 20 + 2 * 10, 2);
+        EXPECT_EQ(v, table[10]);
+        EXPECT_EQ(int32_t(lut.matrix[1]), 0x8000);   // 0.5
+        EXPECT_EQ(int32_t(lut.matrix[10]), 0x2000);  // offset 0.125
+        // Every curve of each set: a "para" of function 0 with gamma 2.2.
+        for (const void* set : {lut.curvesA, lut.curvesM, lut.curvesB}) {
+            ASSERT_NE(set, nullptr);
+            for (int k = 0; k < 3; ++k) {
+                IccParametricCurveType c;
+                std::memcpy(&c, static_cast<const uint8_t*>(set) + 16 * k, 12);
+                EXPECT_EQ(c.head.signature, ICC_TYPE_PARAMETRIC_CURVE);
+                uint32_t g;
+                std::memcpy(&g, static_cast<const uint8_t*>(set) + 16 * k + 12, 4);
+                EXPECT_EQ(g, 0x23333u);
+            }
+        }
+    }
+}
+
 // ---- every reader on damaged elements ----
 
 struct Damaged {
@@ -311,6 +477,8 @@ std::vector<Damaged> wellFormedElements() {
         // i 2, o 1, g 2, n 2, m 3 (mft1 counts in host order)
         {"mft2", tagValue(ICC_TYPE_LUT16, cat({{2, 1, 2, 0}, std::vector<uint8_t>(36, 0), be16Bytes({2, 3}),
                                                std::vector<uint8_t>(2 * (4 + 4 + 3), 7)}))},
+        {"mAB ", abElement(ICC_TYPE_LUT_A_TO_B)},
+        {"mBA ", abElement(ICC_TYPE_LUT_B_TO_A)},
         {"mft1", tagValue(ICC_TYPE_LUT8, cat({{2, 1, 2, 0}, std::vector<uint8_t>(36, 0), {2, 0, 3, 0},
                                               std::vector<uint8_t>(4 + 4 + 3, 7)}))},
     };

@@ -17,7 +17,7 @@ const TagCodec* const kCodecs[] = {
     &kXyzCodec,         &kDataCodec,           &kS15Fixed16ArrayCodec, &kSignatureCodec,       &kTextCodec,
     &kU16Fixed16ArrayCodec, &kUInt8ArrayCodec, &kUInt16ArrayCodec,     &kUInt32ArrayCodec,     &kUInt64ArrayCodec,
     // curves and lookup tables
-    &kCurveCodec, &kParametricCurveCodec, &kLut8Codec, &kLut16Codec,
+    &kCurveCodec, &kParametricCurveCodec, &kLut8Codec, &kLut16Codec, &kLutAToBCodec, &kLutBToACodec,
 };
 
 // The tag signatures this library knows. Knowing one says nothing of the

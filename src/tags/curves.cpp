@@ -49,6 +49,9 @@ ClrStatus decodeParametricElement(TagCursor& c, IccParametricCurveType* out) {
 ClrStatus encodeCurveElement(const IccCurveType* in, IccCurveType* out) {
     if (!in || !in->points) return CLR_INVALID_PARAMETER;
     const uint32_t count = in->count;
+    // The caller's array has no length of its own: one not readable for its
+    // count is refused before anything is allocated.
+    if (!MemoryProbe().readable(in->points, 2 * size_t{copied(count)})) return CLR_INVALID_PARAMETER;
     out->head.signature = toWire32(ICC_TYPE_CURVE);
     out->head.reserved = 0;
     out->count = toWire32(count);
@@ -65,6 +68,8 @@ ClrStatus encodeCurveElement(const IccCurveType* in, IccCurveType* out) {
 
 ClrStatus encodeParametricElement(const IccParametricCurveType* in, IccParametricCurveType* out) {
     if (!in || !in->parameters || in->function > 4) return CLR_INVALID_PARAMETER;
+    if (!MemoryProbe().readable(in->parameters, 4 * size_t{parametricParameterCount(in->function)}))
+        return CLR_INVALID_PARAMETER;
     std::memset(out, 0, sizeof *out);
     out->head.signature = toWire32(ICC_TYPE_PARAMETRIC_CURVE);
     out->function = toWire16(in->function);

@@ -63,6 +63,39 @@ ClrStatus encodeIccClut(uint8_t* buffer, IccClut* record, int32_t in, uint32_t o
     return CLR_SUCCESS;
 }
 
+ClrStatus readClutBlock(TagCursor c, int32_t in, uint32_t out, uint8_t** flat, uint32_t* size) {
+    *flat = nullptr;
+    // The grid is `in` bytes: past 16 it runs on into precision, padding and
+    // values, as the bytes stand.
+    uint8_t head[256] = {};
+    const uint32_t headBytes = in > static_cast<int32_t>(kClutHeadBytes) ? static_cast<uint32_t>(in) : kClutHeadBytes;
+    TagCursor grid = c;
+    grid.copy(head, headBytes);
+    if (!grid.ok()) return grid.status();
+    c.skip(kClutHeadBytes);
+    const uint32_t nodes = clutNodes(head, in);
+    const uint8_t precision = head[16];
+    *size = clutBlockSize(nodes, precision, out);
+    const uint64_t exact = clutExactBytes(nodes, precision, out, *size - kClutHeadBytes);
+    if (!c.holds(exact)) return CLR_INVALID_TAG_DATA;
+    auto* block = static_cast<uint8_t*>(quvCalloc(*size, 1));
+    if (!block) return CLR_FAILURE;
+    *flat = block;
+    if (precision != 1 && precision != 2) return CLR_SUCCESS;
+    std::memcpy(block, head, 17);
+    block[17] = head[19];
+    block[18] = head[18];
+    block[19] = head[17];
+    c.copy(block + kClutHeadBytes, exact);
+    if (precision == 2) {
+        for (uint64_t i = 0; i + 2 <= exact; i += 2) {
+            const uint16_t v = readBe16(block + kClutHeadBytes + i);
+            std::memcpy(block + kClutHeadBytes + i, &v, 2);
+        }
+    }
+    return c.status();
+}
+
 }  // namespace quv
 
 using namespace quv;

@@ -39,6 +39,13 @@ uint64_t clutExactBytes(uint32_t nodes, uint8_t precision, uint32_t out, uint64_
 // by the callers, since the record holds only 16 grid bytes.
 ClrStatus encodeIccClut(uint8_t* buffer, IccClut* record, int32_t in, uint32_t out);
 
+// A CLUT block of a tag at the cursor into a new flat block of `*size`
+// bytes: head (its three padding bytes reversed) and the values in native
+// order. A precision other than 1 or 2 leaves the block zero. Values the
+// data image can't hold are refused before anything is allocated; the
+// rounding bytes behind the values are zero.
+ClrStatus readClutBlock(TagCursor c, int32_t in, uint32_t out, uint8_t** flat, uint32_t* size);
+
 // The curve element readers, for a tag and for each curve of a set: host
 // order out, `c` left behind the bytes read.
 ClrStatus decodeCurveElement(TagCursor& c, IccCurveType* out);
