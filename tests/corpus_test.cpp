@@ -249,6 +249,9 @@ TEST_P(Corpus, EveryTagReadsAndWritesBack) {
         Lcms edited(copy->image, copy->dataSize);
         ASSERT_NE(edited.h, nullptr);
         EXPECT_EQ(edited.raw(row.signature), storedBytes);
+        if (type == ICC_TYPE_CURVE || type == ICC_TYPE_PARAMETRIC_CURVE || type == ICC_TYPE_LUT16) {
+            EXPECT_NE(cmsReadTag(edited.h, cmsTagSignature(row.signature)), nullptr);
+        }
     }
 }
 

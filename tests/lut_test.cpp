@@ -143,7 +143,7 @@ TEST(CurveBuffers, RoundTripThroughTheNativeReaders) {
     ASSERT_EQ(back.count, 3u);
     EXPECT_EQ(back.points[2], 0xABCD);
     Quv_ClrIntIccFreeCurveType(&back);
-    EXPECT_EQ(back.points, nullptr);
+    EXPECT_EQ(static_cast<const void*>(back.points), nullptr);
 
     uint32_t params[3] = {1, 2, 3};
     IccParametricCurveType para{{ICC_TYPE_PARAMETRIC_CURVE, 0}, 1, 0, params};
@@ -292,10 +292,10 @@ TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
     EXPECT_EQ(tag.get(r), CLR_INVALID_TAG_DATA);
     EXPECT_EQ(r.r.lut8.inputEntries, 256);
     EXPECT_EQ(r.r.lut8.outputEntries, 770);
-    ASSERT_NE(r.r.lut8.inputTables, nullptr);
+    ASSERT_NE(static_cast<const void*>(r.r.lut8.inputTables), nullptr);
     EXPECT_EQ(r.r.lut8.inputTables[0], 4);  // taken from byte 52
-    ASSERT_NE(r.r.lut8.clut, nullptr);
-    EXPECT_EQ(r.r.lut8.outputTables, nullptr);
+    ASSERT_NE(static_cast<const void*>(r.r.lut8.clut), nullptr);
+    EXPECT_EQ(static_cast<const void*>(r.r.lut8.outputTables), nullptr);
 }
 
 // ---- mAB and mBA ----
@@ -367,6 +367,7 @@ TEST(LutABTypes, ParametersOfFunctionsAboveZeroReachTheFileAsZeros) {
     EXPECT_EQ(std::vector<uint8_t>(b + 12, b + 32), std::vector<uint8_t>(20, 0));
     // An input record without its stages is refused.
     in.r.lutAToB.curvesM = nullptr;
+    Quv_FreeICCTagType(wire.get(), ICC_TYPE_LUT_A_TO_B);
     EXPECT_EQ(Quv_CreateICCTagData(wire.get(), &in.r, ICC_TYPE_LUT_A_TO_B), CLR_INVALID_PARAMETER);
 }
 
@@ -387,9 +388,9 @@ TEST(LutABTypes, ReadingDemandsBCurvesAndForAToBMatchingChannelsWithoutAClut) {
         ScopedRecord r;
         EXPECT_EQ(t.get(r), c.status);
         if (c.status != CLR_SUCCESS) continue;
-        EXPECT_EQ(r.r.lutAToB.curvesM, nullptr);
-        EXPECT_EQ(r.r.lutAToB.curvesA, nullptr);
-        EXPECT_EQ(r.r.lutAToB.clut, nullptr);
+        EXPECT_EQ(static_cast<const void*>(r.r.lutAToB.curvesM), nullptr);
+        EXPECT_EQ(static_cast<const void*>(r.r.lutAToB.curvesA), nullptr);
+        EXPECT_EQ(static_cast<const void*>(r.r.lutAToB.clut), nullptr);
         EXPECT_EQ(std::memcmp(r.r.lutAToB.curvesB, r.r.lutAToB.block, 16 * c.i), 0);
     }
     std::vector<uint8_t> noB = cat({{1, 1, 0, 0}, std::vector<uint8_t>(20, 0), para});
@@ -439,7 +440,7 @@ TEST(LutABTypes, ReadWhatLcmsWrites) {
         ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), tagSig), CLR_SUCCESS);
         const IccLutAToBType& lut = r.r.lutAToB;
         EXPECT_EQ(lut.inputChannels, 3);
-        ASSERT_NE(lut.clut, nullptr);
+        ASSERT_NE(static_cast<const void*>(lut.clut), nullptr);
         const auto* flat = static_cast<const uint8_t*>(lut.clut);
         EXPECT_EQ(std::memcmp(flat, "\3\3\3", 3), 0);
         ASSERT_EQ(flat[16], 2);

@@ -182,7 +182,9 @@ typedef struct IccLut8Type {
  * pointers copies of their runs of it, and `clut` a flat CLUT block. As input
  * to Set and Create the curve pointers each point to an array of
  * IccCurveType / IccParametricCurveType records, `clut` to an IccClut and
- * `matrix` holds native numbers; the offsets and `block` are not read. */
+ * `matrix` holds native numbers; the offsets and `block` are not read. An
+ * encoding swaps that `matrix` and the CLUT's 16-bit values to file order in
+ * place: the input record comes back changed. */
 typedef struct IccLutAToBType {
     IccTagHead head;
     uint8_t inputChannels;

@@ -145,9 +145,11 @@ struct LutCodec {
         std::memcpy(at + 48, &r.inputEntries, 2);
         std::memcpy(at + 50, &r.outputEntries, 2);
         uint8_t* p = at + 52;
-        for (auto [table, count] : {std::pair{r.inputTables, s.input}, {r.clut, s.clut}, {r.outputTables, s.output}}) {
-            std::memcpy(p, table, size_t{count} * sizeof(Element));
-            p += size_t{count} * sizeof(Element);
+        const uint16_t* const tables[3] = {r.inputTables, r.clut, r.outputTables};  // copied out of the packed record
+        const uint32_t counts[3] = {s.input, s.clut, s.output};
+        for (int k = 0; k < 3; ++k) {
+            std::memcpy(p, tables[k], size_t{counts[k]} * sizeof(Element));
+            p += size_t{counts[k]} * sizeof(Element);
         }
         return CLR_SUCCESS;
     }
