@@ -272,30 +272,41 @@ TEST(LutTypes, SizesCountsAndRoundTrips) {
     }
 }
 
+// lcms2 writes "mft1" in the ICC layout: identity tables of 256 bytes from
+// byte 48, which this codec reads as n of 256 and m of 770, tables from 52.
 TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
-    // Three inputs and outputs, grid 2, the ICC layout: 256-entry identity
-    // tables from byte 48.
-    std::vector<uint8_t> body = {3, 3, 2, 0};
-    for (int k = 0; k < 9; ++k) {
-        const auto w = be32Bytes(k % 4 == 0 ? 0x10000 : 0);
-        body.insert(body.end(), w.begin(), w.end());
-    }
-    for (int t = 0; t < 3; ++t)
-        for (int k = 0; k < 256; ++k) body.push_back(uint8_t(k));
-    body.insert(body.end(), 24, 0x80);
-    for (int t = 0; t < 3; ++t)
-        for (int k = 0; k < 256; ++k) body.push_back(uint8_t(k));
-    OneTag tag(tagValue(ICC_TYPE_LUT8, body));
+    cmsHPROFILE h = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(h, 2.1);
+    cmsSetDeviceClass(h, cmsSigAbstractClass);
+    cmsSetColorSpace(h, cmsSigLabData);
+    cmsSetPCS(h, cmsSigLabData);
+    cmsPipeline* p = cmsPipelineAlloc(nullptr, 3, 3);
+    std::vector<cmsUInt16Number> table(8 * 3, 0x8080);
+    cmsPipelineInsertStage(p, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, nullptr));
+    cmsPipelineInsertStage(p, cmsAT_END, cmsStageAllocCLut16bit(nullptr, 2, 3, 3, table.data()));
+    cmsPipelineInsertStage(p, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, nullptr));
+    cmsPipelineSetSaveAs8bitsFlag(p, TRUE);
+    ASSERT_TRUE(cmsWriteTag(h, cmsSigAToB0Tag, p));
+    cmsPipelineFree(p);
+    cmsUInt32Number n = 0;
+    ASSERT_TRUE(cmsSaveProfileToMem(h, nullptr, &n));
+    std::vector<uint8_t> image(n);
+    ASSERT_TRUE(cmsSaveProfileToMem(h, image.data(), &n));
+    cmsCloseProfile(h);
+
+    ScopedProfile sp;
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("A2B0")), ICC_TYPE_LUT8);
     ScopedRecord r;
-    // n of 256 and m of 770; 770 * 3 output bytes are more than the data image
-    // holds behind the CLUT.
-    EXPECT_EQ(tag.get(r), CLR_INVALID_TAG_DATA);
+    r.type = ICC_TYPE_LUT8;
+    // 770 * 3 output bytes reach past the data image unless other tags follow.
+    const ClrStatus s = Quv_GetICCTagData(sp.get(), r.get(), sig("A2B0"));
+    EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_INVALID_TAG_DATA) << s;
     EXPECT_EQ(r.r.lut8.inputEntries, 256);
     EXPECT_EQ(r.r.lut8.outputEntries, 770);
     ASSERT_NE(static_cast<const void*>(r.r.lut8.inputTables), nullptr);
-    EXPECT_EQ(r.r.lut8.inputTables[0], 4);  // taken from byte 52
-    ASSERT_NE(static_cast<const void*>(r.r.lut8.clut), nullptr);
-    EXPECT_EQ(static_cast<const void*>(r.r.lut8.outputTables), nullptr);
+    EXPECT_EQ(r.r.lut8.inputTables[0], 4);
+    EXPECT_EQ(r.r.lut8.inputTables[251], 255);  // the first table's end
 }
 
 // ---- mAB and mBA ----
