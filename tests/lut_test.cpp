@@ -107,10 +107,6 @@ TEST(CurveTags, OnePointIsSizedThirteenInARoomOfSixteen) {
         ASSERT_EQ(back.r.curve.count, c.count);
         EXPECT_EQ(std::memcmp(back.r.curve.points, points.data(), 2 * c.count), 0);
     }
-    IccTagRecord none{};
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
-    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &none, sig("rTRC"), ICC_TYPE_CURVE), CLR_INVALID_PARAMETER);
 }
 
 TEST(CurveTags, ParametricFunctionsAboveFourAreRefused) {
@@ -145,17 +141,9 @@ TEST(CurveBuffers, RoundTripThroughTheNativeReaders) {
     Quv_ClrIntIccFreeCurveType(&back);
     EXPECT_EQ(static_cast<const void*>(back.points), nullptr);
 
-    uint32_t params[3] = {1, 2, 3};
-    IccParametricCurveType para{{ICC_TYPE_PARAMETRIC_CURVE, 0}, 1, 0, params};
-    uint8_t pbuf[24];
-    ASSERT_EQ(Quv_ConvertParametricCurveTypeToBuffer(pbuf, &para), CLR_SUCCESS);
-    IccParametricCurveType pback{};
-    ASSERT_EQ(Quv_ClrIntGetParametricCurveTypeLittleIndian(pbuf, &pback), CLR_SUCCESS);
-    EXPECT_EQ(pback.parameters[2], 3u);
-    Quv_ClrIntIccFreeParametricCurveType(&pback);
-
     // Function 5 copies the head alone and succeeds; the reader refuses it.
-    para.function = 5;
+    uint32_t params[3] = {1, 2, 3};
+    IccParametricCurveType para{{ICC_TYPE_PARAMETRIC_CURVE, 0}, 5, 0, params}, pback{};
     uint8_t head[12];
     EXPECT_EQ(Quv_ConvertParametricCurveTypeToBuffer(head, &para), CLR_SUCCESS);
     EXPECT_EQ(Quv_ClrIntGetParametricCurveTypeLittleIndian(head, &pback), CLR_INVALID_TAG_DATA);
@@ -463,14 +451,8 @@ TEST(LutABTypes, ReadWhatLcmsWrites) {
         // Every curve of each set: a "para" of function 0 with gamma 2.2.
         for (const void* set : {lut.curvesA, lut.curvesM, lut.curvesB}) {
             ASSERT_NE(set, nullptr);
-            for (int k = 0; k < 3; ++k) {
-                IccParametricCurveType c;
-                std::memcpy(&c, static_cast<const uint8_t*>(set) + 16 * k, 12);
-                EXPECT_EQ(c.head.signature, ICC_TYPE_PARAMETRIC_CURVE);
-                uint32_t g;
-                std::memcpy(&g, static_cast<const uint8_t*>(set) + 16 * k + 12, 4);
-                EXPECT_EQ(g, 0x23333u);
-            }
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(std::memcmp(static_cast<const uint8_t*>(set) + 16 * k, "arap\0\0\0\0\0\0\0\0\x33\x33\2\0", 16), 0);
         }
     }
 }
