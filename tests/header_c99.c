@@ -24,7 +24,7 @@ int main(void) {
     record.xyz.values = &xyz;
     record.xyz.count = 1;
     if (row.signature != 0x77747074u || record.head.signature != 0x58595a20u) return 1;
-    if (sizeof profile != 56 || sizeof header != 128 || sizeof row != 12 || sizeof record != 92) return 1;
+    if (sizeof profile != 56 || sizeof header != 128 || sizeof row != 12 || sizeof record != 120) return 1;
     return (int)(sizeof params + sizeof(ClrProfileBlock) + sizeof(ClrYuvParams) + sizeof(ClrLabParams) +
                  sizeof(ClrCmykParams)) == 1652 + 20 + 48 + 32 + 12 ? 0 : 1;
 }

@@ -31,6 +31,13 @@ const std::set<std::string> kExports = {
     // profiles in image files
     "Quv_LoadICCProfile", "Quv_LoadICCProfileA", "Quv_HasICCProfile", "Quv_HasICCProfileA", "Quv_SaveICCProfile",
     "Quv_SaveICCProfileA",
+    // curves, CLUT blocks and curve buffers
+    "Quv_GetParametricCurveNumberOfParameters", "Quv_ClrIntIsParametricCurveType", "Quv_ClrIntGetCurveTypeSize",
+    "Quv_ClrIntGetParametricCurveTypeSize", "Quv_ClrIntGetCurveTypeLittleIndian",
+    "Quv_ClrIntGetParametricCurveTypeLittleIndian", "Quv_ClrIntIccFreeCurveType",
+    "Quv_ClrIntIccFreeParametricCurveType", "Quv_ClrIntGetCLUTSize", "Quv_ConvertCLUTToBuffer",
+    "Quv_ClrIntGetCLUTBuffer", "Quv_ClrIntFreeCLUT", "Quv_ConvertCurveTypeToBuffer",
+    "Quv_ConvertParametricCurveTypeToBuffer", "Quv_ClrIntGetLutCurveSize",
 };
 
 std::set<std::string> definedDynamicSymbols() {

@@ -27,6 +27,14 @@ void initEmpty(ScopedProfile& sp) {
     ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("mntr")), CLR_SUCCESS);
 }
 
+// The small profile with its rTRC "curv" retyped as "vcgt", a type without
+// a codec.
+std::vector<uint8_t> smallProfileWithRawTrc() {
+    std::vector<uint8_t> bytes = smallProfile();
+    putBe32(bytes, be32(&bytes[132 + 12 * 4 + 4]), sig("vcgt"));
+    return bytes;
+}
+
 void parse(ScopedProfile& sp, std::vector<uint8_t>& bytes) {
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
 }
@@ -90,13 +98,13 @@ TEST(TagGet, DecodesEachBasicTypeInHostOrder) {
 }
 
 TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
-    std::vector<uint8_t> bytes = smallProfile();
+    std::vector<uint8_t> bytes = smallProfileWithRawTrc();
     ScopedProfile sp;
     parse(sp, bytes);
     ScopedRecord curve;
-    curve.type = sig("curv");
+    curve.type = sig("vcgt");
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), curve.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
-    EXPECT_EQ(curve.r.unknown.head.signature, sig("curv"));
+    EXPECT_EQ(curve.r.unknown.head.signature, sig("vcgt"));
     ASSERT_EQ(curve.r.unknown.size, 6u);
     const uint8_t want[6] = {0, 0, 0, 1, 1, 0};
     EXPECT_EQ(std::memcmp(curve.r.unknown.bytes, want, 6), 0);
@@ -108,7 +116,7 @@ TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), text.get(), sig("zzzz")), CLR_TAG_UNKNOWN_SIGNATURE);
     EXPECT_STREQ(text.r.text.text, "quv");
     ScopedRecord both;
-    both.type = sig("curv");
+    both.type = sig("vcgt");
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), both.get(), sig("vcgt")), CLR_TAG_UNKNOWN_BOTH);
     EXPECT_EQ(both.r.unknown.size, 6u);
 }
@@ -309,7 +317,7 @@ TEST(TagSet, UnknownTypesAndSignaturesAreStoredWithAWarning) {
     r.unknown.bytes = raw;
     r.unknown.size = 6;
     const std::vector<uint8_t> image(sp->image, sp->image + sp->dataSize);
-    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("rTRC"), sig("curv")), CLR_TAG_UNKNOWN_TYPE);
+    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("rTRC"), sig("vcgt")), CLR_TAG_UNKNOWN_TYPE);
     ASSERT_EQ(sp->tagCount, 1);
     EXPECT_EQ(sp->tagTable[0].size, 14u);
     EXPECT_EQ(+sp->tagDataSize, 16u);
@@ -318,9 +326,9 @@ TEST(TagSet, UnknownTypesAndSignaturesAreStoredWithAWarning) {
     EXPECT_EQ(std::vector<uint8_t>(sp->image, sp->image + sp->dataSize), image);
 
     ScopedRecord back;
-    back.type = sig("curv");
+    back.type = sig("vcgt");
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
-    EXPECT_EQ(back.r.unknown.head.signature, sig("curv"));
+    EXPECT_EQ(back.r.unknown.head.signature, sig("vcgt"));
     ASSERT_EQ(back.r.unknown.size, 6u);
     EXPECT_EQ(std::memcmp(back.r.unknown.bytes, raw, 6), 0);
 
@@ -372,7 +380,7 @@ TEST(TagDelete, RefusesEmptyProfilesAndMissingTags) {
 }
 
 TEST(TagDelete, LaterRowsCloseUpAndTheImageIsRebuilt) {
-    std::vector<uint8_t> bytes = smallProfile();
+    std::vector<uint8_t> bytes = smallProfileWithRawTrc();
     ScopedProfile sp;
     parse(sp, bytes);
     const uint32_t descSize = sp->tagTable[0].size;  // 12, no padding
@@ -390,16 +398,16 @@ TEST(TagDelete, LaterRowsCloseUpAndTheImageIsRebuilt) {
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("wtpt")), CLR_SUCCESS);
     EXPECT_EQ(xyz.r.xyz.values[0].y, 0x10000u);
     ScopedRecord curve;
-    curve.type = sig("curv");
+    curve.type = sig("vcgt");
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), curve.get(), sig("rTRC")), CLR_TAG_UNKNOWN_TYPE);
 }
 
 TEST(TagDelete, ATagUnderAWarningIsDeletedOnlyWithoutARecord) {
-    std::vector<uint8_t> bytes = smallProfile();
+    std::vector<uint8_t> bytes = smallProfileWithRawTrc();
     ScopedProfile sp;
     parse(sp, bytes);
     ScopedRecord r;
-    r.type = sig("curv");
+    r.type = sig("vcgt");
     EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("rTRC"), r.get()), CLR_TAG_UNKNOWN_TYPE);
     EXPECT_EQ(sp->tagCount, 5);
     EXPECT_EQ(Quv_DeleteICCTag(sp.get(), sig("rTRC"), nullptr), CLR_SUCCESS);
@@ -511,14 +519,14 @@ TEST(TagCreate, GivesWireOrderRecords) {
     u.unknown.bytes = raw;
     u.unknown.size = 3;
     ScopedRecord unknown;
-    unknown.type = sig("curv");
-    ASSERT_EQ(Quv_CreateICCTagData(unknown.get(), &u, sig("curv")), CLR_TAG_UNKNOWN_TYPE);
-    EXPECT_EQ(std::memcmp(&unknown.r.head.signature, "curv", 4), 0);
+    unknown.type = sig("vcgt");
+    ASSERT_EQ(Quv_CreateICCTagData(unknown.get(), &u, sig("vcgt")), CLR_TAG_UNKNOWN_TYPE);
+    EXPECT_EQ(std::memcmp(&unknown.r.head.signature, "vcgt", 4), 0);
     EXPECT_EQ(unknown.r.unknown.size, 3u);
     EXPECT_EQ(unknown.r.unknown.bytes[2], 7);
     u.unknown.bytes = nullptr;
     IccTagRecord none{};
-    EXPECT_EQ(Quv_CreateICCTagData(&none, &u, sig("curv")), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_CreateICCTagData(&none, &u, sig("vcgt")), CLR_INVALID_PARAMETER);
 }
 
 TEST(TagFree, ReleasesAndNullsThePointers) {

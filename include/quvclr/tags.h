@@ -35,6 +35,13 @@
 #define ICC_TYPE_VIEW 0x76696577u /* "view" */
 #define ICC_TYPE_CHRM 0x6368726du /* "chrm" */
 #define ICC_TYPE_DTIM 0x6474696du /* "dtim" */
+/* Curves and lookup tables. */
+#define ICC_TYPE_CURVE 0x63757276u           /* "curv" */
+#define ICC_TYPE_PARAMETRIC_CURVE 0x70617261u /* "para" */
+#define ICC_TYPE_LUT8 0x6d667431u            /* "mft1" */
+#define ICC_TYPE_LUT16 0x6d667432u           /* "mft2" */
+#define ICC_TYPE_LUT_A_TO_B 0x6d414220u      /* "mAB " */
+#define ICC_TYPE_LUT_B_TO_A 0x6d424120u      /* "mBA " */
 
 #pragma pack(push, 1)
 
@@ -262,6 +269,91 @@ typedef struct IccDateTimeType {
     IccTagHead head;
     IccDateTimeNumber dateTime;
 } IccDateTimeType;
+/* ---- curves and lookup tables ---- */
+
+/* "curv": `count` points as stored; count 0 and 1 get no special reading. */
+typedef struct IccCurveType {
+    IccTagHead head;
+    uint32_t count;
+    uint16_t* points;
+} IccCurveType;
+
+/* "para": `function` 0 to 4 and its 1, 3, 4, 5 or 7 s15Fixed16 parameters. */
+typedef struct IccParametricCurveType {
+    IccTagHead head;
+    uint16_t function;
+    uint16_t reserved2;
+    uint32_t* parameters;
+} IccParametricCurveType;
+
+/* A CLUT block: grid points per input channel (the first `in` count),
+ * precision 1 (8-bit values) or 2 (16-bit values), three padding bytes, then
+ * `out` values per node. */
+typedef struct IccClut {
+    uint8_t grid[16];
+    uint8_t precision;
+    uint8_t pad[3];
+    uint8_t* data;
+} IccClut;
+
+/* "mft2" (16-bit elements) and "mft1" (8-bit elements): i inputs, o outputs,
+ * g grid points, a 3x3 s15Fixed16 matrix, n entries per input table and m per
+ * output table. The CLUT holds trunc(g^i) * o elements. In "mft1" the two
+ * entry counts are native numbers in either order. */
+typedef struct IccLut16Type {
+    IccTagHead head;
+    uint8_t inputChannels;
+    uint8_t outputChannels;
+    uint8_t gridPoints;
+    uint8_t pad;
+    uint32_t matrix[9];
+    uint16_t inputEntries;
+    uint16_t outputEntries;
+    uint16_t* inputTables;
+    uint16_t* clut;
+    uint16_t* outputTables;
+} IccLut16Type;
+
+typedef struct IccLut8Type {
+    IccTagHead head;
+    uint8_t inputChannels;
+    uint8_t outputChannels;
+    uint8_t gridPoints;
+    uint8_t pad;
+    uint32_t matrix[9];
+    uint16_t inputEntries;
+    uint16_t outputEntries;
+    uint8_t* inputTables;
+    uint8_t* clut;
+    uint8_t* outputTables;
+} IccLut8Type;
+
+/* "mAB " and "mBA ". After a read, `block` holds every stage in reading order
+ * (curve elements as 12-byte heads and data in host order), the curve
+ * pointers copies of their runs of it, and `clut` a flat CLUT block. As input
+ * to Set and Create the curve pointers each point to an array of
+ * IccCurveType / IccParametricCurveType records, `clut` to an IccClut and
+ * `matrix` holds native numbers; the offsets and `block` are not read. An
+ * encoding swaps that `matrix` and the CLUT's 16-bit values to file order in
+ * place: the input record comes back changed. */
+typedef struct IccLutAToBType {
+    IccTagHead head;
+    uint8_t inputChannels;
+    uint8_t outputChannels;
+    uint16_t pad;
+    uint32_t offsetB;
+    uint32_t offsetMatrix;
+    uint32_t offsetM;
+    uint32_t offsetClut;
+    uint32_t offsetA;
+    uint8_t* block;
+    void* curvesB;
+    void* curvesM;
+    void* curvesA;
+    void* clut;
+    uint32_t matrix[12];
+} IccLutAToBType;
+typedef IccLutAToBType IccLutBToAType;
 
 /* The caller's view of one tag. */
 typedef union IccTagRecord {
@@ -287,6 +379,12 @@ typedef union IccTagRecord {
     IccViewingConditionsType viewingConditions;
     IccChromaticityType chromaticity;
     IccDateTimeType dateTime;
+    IccCurveType curve;
+    IccParametricCurveType parametricCurve;
+    IccLut8Type lut8;
+    IccLut16Type lut16;
+    IccLutAToBType lutAToB;
+    IccLutBToAType lutBToA;
 } IccTagRecord;
 
 #pragma pack(pop)
@@ -383,7 +481,32 @@ QUV_STATIC_ASSERT(offsetof(IccChromaticityType, colorant) == 10, "IccChromaticit
 QUV_STATIC_ASSERT(offsetof(IccChromaticityType, values) == 14, "IccChromaticityType.values");
 QUV_STATIC_ASSERT(sizeof(IccDateTimeType) == 20, "IccDateTimeType size");
 QUV_STATIC_ASSERT(offsetof(IccDateTimeType, dateTime) == 8, "IccDateTimeType.dateTime");
-QUV_STATIC_ASSERT(sizeof(IccTagRecord) == 92, "IccTagRecord size: the largest record");
+QUV_STATIC_ASSERT(sizeof(IccCurveType) == 20, "IccCurveType size");
+QUV_STATIC_ASSERT(offsetof(IccCurveType, count) == 8, "IccCurveType.count");
+QUV_STATIC_ASSERT(offsetof(IccCurveType, points) == 12, "IccCurveType.points");
+QUV_STATIC_ASSERT(sizeof(IccParametricCurveType) == 20, "IccParametricCurveType size");
+QUV_STATIC_ASSERT(offsetof(IccParametricCurveType, function) == 8, "IccParametricCurveType.function");
+QUV_STATIC_ASSERT(offsetof(IccParametricCurveType, reserved2) == 10, "IccParametricCurveType.reserved2");
+QUV_STATIC_ASSERT(offsetof(IccParametricCurveType, parameters) == 12, "IccParametricCurveType.parameters");
+QUV_STATIC_ASSERT(sizeof(IccClut) == 28, "IccClut size");
+QUV_STATIC_ASSERT(offsetof(IccClut, precision) == 16, "IccClut.precision");
+QUV_STATIC_ASSERT(offsetof(IccClut, data) == 20, "IccClut.data");
+QUV_STATIC_ASSERT(sizeof(IccLut16Type) == 76, "IccLut16Type size");
+QUV_STATIC_ASSERT(offsetof(IccLut16Type, matrix) == 12, "IccLut16Type.matrix");
+QUV_STATIC_ASSERT(offsetof(IccLut16Type, inputEntries) == 48, "IccLut16Type.inputEntries");
+QUV_STATIC_ASSERT(offsetof(IccLut16Type, inputTables) == 52, "IccLut16Type.inputTables");
+QUV_STATIC_ASSERT(offsetof(IccLut16Type, clut) == 60, "IccLut16Type.clut");
+QUV_STATIC_ASSERT(offsetof(IccLut16Type, outputTables) == 68, "IccLut16Type.outputTables");
+QUV_STATIC_ASSERT(sizeof(IccLut8Type) == 76, "IccLut8Type size");
+QUV_STATIC_ASSERT(offsetof(IccLut8Type, inputTables) == 52, "IccLut8Type.inputTables");
+QUV_STATIC_ASSERT(offsetof(IccLut8Type, outputTables) == 68, "IccLut8Type.outputTables");
+QUV_STATIC_ASSERT(sizeof(IccLutAToBType) == 120, "IccLutAToBType size");
+QUV_STATIC_ASSERT(offsetof(IccLutAToBType, offsetB) == 12, "IccLutAToBType.offsetB");
+QUV_STATIC_ASSERT(offsetof(IccLutAToBType, offsetA) == 28, "IccLutAToBType.offsetA");
+QUV_STATIC_ASSERT(offsetof(IccLutAToBType, block) == 32, "IccLutAToBType.block");
+QUV_STATIC_ASSERT(offsetof(IccLutAToBType, clut) == 64, "IccLutAToBType.clut");
+QUV_STATIC_ASSERT(offsetof(IccLutAToBType, matrix) == 72, "IccLutAToBType.matrix");
+QUV_STATIC_ASSERT(sizeof(IccTagRecord) == 120, "IccTagRecord size: the largest record");
 
 QUV_EXTERN_C_BEGIN
 
@@ -400,6 +523,46 @@ QUV_API ClrStatus Quv_CreateICCTagData(IccTagRecord* outRecord, const IccTagReco
 QUV_API ClrStatus Quv_DeleteICCTag(IccProfile* profile, uint32_t tagSig, IccTagRecord* record);
 /* Releases what the record points to and nulls those pointers. */
 QUV_API void Quv_FreeICCTagType(IccTagRecord* record, uint32_t typeSig);
+
+/* ---- curves: flat buffers hold a record's first 12 bytes, then its points
+ * or parameters ---- */
+
+/* Parameters of a "para" function: 1, 3, 4, 5, 7 for 0 to 4, else 0. */
+QUV_API uint32_t Quv_GetParametricCurveNumberOfParameters(uint32_t function);
+/* 1 when the buffer's first word is "para": read big-endian when `wire` is
+ * 1, else native. */
+QUV_API int32_t Quv_ClrIntIsParametricCurveType(const void* buffer, int32_t wire);
+/* Bytes behind the first 8 of a "curv" of `count` points: 5 for one point
+ * (one short), else 2 * count + 4. 0 for a null `curve`. */
+QUV_API uint32_t Quv_ClrIntGetCurveTypeSize(const void* curve, uint32_t count);
+/* Bytes behind the first 8 of a "para" record or buffer, by its native
+ * function word: 8, 16, 20, 24, 32, else 4. 0 for a null `curve`. */
+QUV_API uint32_t Quv_ClrIntGetParametricCurveTypeSize(const void* curve);
+/* A record from a flat buffer of native numbers. */
+QUV_API ClrStatus Quv_ClrIntGetCurveTypeLittleIndian(const void* buffer, IccCurveType* curve);
+QUV_API ClrStatus Quv_ClrIntGetParametricCurveTypeLittleIndian(const void* buffer, IccParametricCurveType* curve);
+QUV_API void Quv_ClrIntIccFreeCurveType(IccCurveType* curve);
+QUV_API void Quv_ClrIntIccFreeParametricCurveType(IccParametricCurveType* curve);
+
+/* ---- CLUT blocks and curve buffers ---- */
+
+/* Size of a CLUT block, head included, rounded up to 4 bytes; `clut` is a
+ * block or an IccClut (they agree in their first 17 bytes). */
+QUV_API uint32_t Quv_ClrIntGetCLUTSize(const void* clut, int32_t in, uint32_t out);
+/* The 20-byte head of `record`, then `size` bytes of its values. */
+QUV_API ClrStatus Quv_ConvertCLUTToBuffer(void* buffer, const IccClut* record, uint32_t precision, uint64_t size);
+/* A CLUT block `source` from a file into a native-order `buffer` and/or a
+ * `record`; the record alone keeps 16-bit values in file byte order. */
+QUV_API ClrStatus Quv_ClrIntGetCLUTBuffer(void* buffer, const void* source, int32_t in, uint32_t out,
+                                          IccClut* record);
+/* Releases `data`; the field is left as it stood. */
+QUV_API void Quv_ClrIntFreeCLUT(IccClut* record);
+/* A curve record into a flat buffer, numbers in the record's byte order. */
+QUV_API ClrStatus Quv_ConvertCurveTypeToBuffer(void* buffer, const IccCurveType* curve);
+QUV_API ClrStatus Quv_ConvertParametricCurveTypeToBuffer(void* buffer, const IccParametricCurveType* curve);
+/* Bytes taken by `count` curve elements in a run, each rounded up to 4;
+ * `fixedStride` nonzero steps 16 bytes from one element to the next. */
+QUV_API uint32_t Quv_ClrIntGetLutCurveSize(const void* curves, uint32_t count, int32_t wire, int32_t fixedStride);
 
 QUV_EXTERN_C_END
 

@@ -1,8 +1,11 @@
 // The five tag operations. They find a tag's row, look its type up in the
 // codec table, and report through the warning statuses when the tag's
 // signature or type is not a known one; any type may stand under any
-// signature. Types without a codec travel as IccUnknownType, their bytes
-// carried through unchanged.
+// signature. Types without a codec take the table's fallback entry and
+// travel as IccUnknownType, their bytes carried through unchanged. The head
+// is the dispatcher's: it reads a tag's type signature and reserved word
+// into the record before decoding, and puts the type signature into the
+// wire-order record before encoding.
 #include "platform/memory.h"
 #include "tags/codec.h"
 
@@ -20,6 +23,8 @@ const TagCodec* const kCodecs[] = {
     &kMlucCodec, &kResponseCurveSetCodec, &kProfileSequenceCodec,
     &kNamedColor2Codec, &kColorantTableCodec, &kColorantOrderCodec,
     &kMeasurementCodec, &kViewingConditionsCodec, &kChromaticityCodec, &kDateTimeCodec,
+    // curves and lookup tables
+    &kCurveCodec, &kParametricCurveCodec, &kLut8Codec, &kLut16Codec, &kLutAToBCodec, &kLutBToACodec,
 };
 
 // The tag signatures this library knows. Knowing one says nothing of the
@@ -53,12 +58,10 @@ ClrStatus knownness(bool signatureKnown, bool typeKnown) {
     return typeKnown ? CLR_TAG_UNKNOWN_SIGNATURE : CLR_TAG_UNKNOWN_BOTH;
 }
 
-// ---- types without a codec ----
+// ---- types without a codec: the table's fallback entry ----
 
 ClrStatus decodeUnknown(const TagBytes& tag, IccTagRecord* out) {
     IccUnknownType& r = out->unknown;
-    r.head.signature = readBe32(tag.data);
-    r.head.reserved = readBe32(tag.data + 4);
     r.size = tag.size - 8;
     r.bytes = static_cast<uint8_t*>(quvMalloc(r.size, 1));
     if (!r.bytes) return CLR_FAILURE;
@@ -66,9 +69,9 @@ ClrStatus decodeUnknown(const TagBytes& tag, IccTagRecord* out) {
     return CLR_SUCCESS;
 }
 
-ClrStatus encodeUnknown(const IccTagRecord* in, IccTagRecord* out, uint32_t type) {
+// The type signature is in `out` already, as the dispatcher wrote it.
+ClrStatus encodeUnknown(const IccTagRecord* in, IccTagRecord* out) {
     if (!in->unknown.bytes) return CLR_INVALID_PARAMETER;
-    out->unknown.head.signature = toWire32(type);
     const uint32_t size = in->unknown.size;
     out->unknown.bytes = static_cast<uint8_t*>(quvMalloc(size, 1));
     if (!out->unknown.bytes) return CLR_FAILURE;
@@ -77,21 +80,27 @@ ClrStatus encodeUnknown(const IccTagRecord* in, IccTagRecord* out, uint32_t type
     return CLR_SUCCESS;
 }
 
-ClrStatus storeUnknown(IccProfile* profile, uint32_t tagSig, const IccTagRecord* in, uint32_t type) {
-    if (!in->unknown.bytes) return CLR_INVALID_PARAMETER;
-    const uint32_t n = in->unknown.size;
+ClrStatus storeUnknown(IccProfile* profile, uint32_t tagSig, const IccTagRecord*, const IccTagRecord* wire) {
+    const uint32_t n = wire->unknown.size;
     uint8_t* at = nullptr;
     const ClrStatus status = reserveTag(profile, tagSig, n + 8, padFor(n), uint64_t{n} + 8, CLR_FAILURE, &at);
     if (status != CLR_SUCCESS) return status;
-    writeTagHead(at, type);
-    std::memcpy(at + 8, in->unknown.bytes, n);
+    writeTagHead(at, toWire32(wire->head.signature));
+    std::memcpy(at + 8, wire->unknown.bytes, n);
     return CLR_SUCCESS;
 }
 
-void releaseUnknown(IccTagRecord* r) {
-    if (r->unknown.bytes) quvFree(r->unknown.bytes);
-    r->unknown.bytes = nullptr;
+void releaseUnknown(IccTagRecord* r) { r->unknown.bytes = released(r->unknown.bytes); }
+
+const TagCodec kUnknownCodec{0, decodeUnknown, encodeUnknown, storeUnknown, releaseUnknown};
+
+// The codec of a type, or the fallback that carries its bytes unchanged.
+const TagCodec& codecFor(uint32_t type) {
+    const TagCodec* codec = findTagCodec(type);
+    return codec ? *codec : kUnknownCodec;
 }
+
+bool hasCodec(const TagCodec& codec) { return &codec != &kUnknownCodec; }
 
 }  // namespace
 
@@ -99,6 +108,16 @@ const TagCodec* findTagCodec(uint32_t type) {
     for (const TagCodec* codec : kCodecs)
         if (codec->type == type) return codec;
     return nullptr;
+}
+
+void TagCursor::copy(void* out, uint64_t n) {
+    if (n > remaining()) {
+        pos_ = end_;
+        fail();
+        return;
+    }
+    if (n) std::memcpy(out, data_ + pos_, static_cast<size_t>(n));
+    pos_ += n;
 }
 
 ClrStatus reserveTag(IccProfile* profile, uint32_t tagSig, uint32_t size, uint32_t pad, uint64_t writes,
@@ -128,11 +147,14 @@ extern "C" QUV_API ClrStatus Quv_GetICCTagData(IccProfile* profile, IccTagRecord
     if (!place || row.size < 8 || row.size > available) return CLR_INVALID_TAG_DATA;
 
     const TagBytes tag{place, row.size, available};
-    const TagCodec* codec = findTagCodec(readBe32(place));
+    const TagCodec& codec = codecFor(readBe32(place));
+    // The head is read here, once; a codec may read it again with the rest.
     std::memset(record, 0, sizeof *record);
-    const ClrStatus status = codec ? codec->decode(tag, record) : decodeUnknown(tag, record);
+    record->head.signature = readBe32(place);
+    record->head.reserved = readBe32(place + 4);
+    const ClrStatus status = codec.decode(tag, record);
     if (status != CLR_SUCCESS) return status;
-    return knownness(isKnownIccTagSig(tagSig), codec != nullptr);
+    return knownness(isKnownIccTagSig(tagSig), hasCodec(codec));
 }
 
 extern "C" QUV_API ClrStatus Quv_SetICCTagData(IccProfile* profile, const IccTagRecord* record, uint32_t tagSig,
@@ -145,19 +167,15 @@ extern "C" QUV_API ClrStatus Quv_SetICCTagData(IccProfile* profile, const IccTag
     // A Set never overwrites in place: the old tag goes first, whatever follows.
     Quv_DeleteICCTag(profile, tagSig, nullptr);
 
-    const TagCodec* codec = findTagCodec(typeSig);
-    ClrStatus status;
-    if (codec) {
-        IccTagRecord wire;
-        std::memset(&wire, 0, sizeof wire);
-        status = codec->encode(record, &wire);
-        if (status == CLR_SUCCESS) status = codec->store(profile, tagSig, record, &wire);
-        codec->release(&wire);
-    } else {
-        status = storeUnknown(profile, tagSig, record, typeSig);
-    }
+    const TagCodec& codec = codecFor(typeSig);
+    IccTagRecord wire;
+    std::memset(&wire, 0, sizeof wire);
+    wire.head.signature = toWire32(typeSig);
+    ClrStatus status = codec.encode(record, &wire);
+    if (status == CLR_SUCCESS) status = codec.store(profile, tagSig, record, &wire);
+    codec.release(&wire);
     if (status != CLR_SUCCESS) return status;
-    const ClrStatus known = knownness(signatureKnown, codec != nullptr);
+    const ClrStatus known = knownness(signatureKnown, hasCodec(codec));
     // Under a warning the tag is in table and data image, but the file image
     // waits for the next rebuild.
     if (known != CLR_SUCCESS) return known;
@@ -168,9 +186,10 @@ extern "C" QUV_API ClrStatus Quv_CreateICCTagData(IccTagRecord* outRecord, const
                                                   uint32_t typeSig) {
     if (!outRecord || !inRecord) return CLR_INVALID_PARAMETER;
     std::memset(outRecord, 0, sizeof *outRecord);
-    if (const TagCodec* codec = findTagCodec(typeSig)) return codec->encode(inRecord, outRecord);
-    const ClrStatus status = encodeUnknown(inRecord, outRecord, typeSig);
-    return status == CLR_SUCCESS ? CLR_TAG_UNKNOWN_TYPE : status;
+    const TagCodec& codec = codecFor(typeSig);
+    outRecord->head.signature = toWire32(typeSig);
+    const ClrStatus status = codec.encode(inRecord, outRecord);
+    return status == CLR_SUCCESS && !hasCodec(codec) ? CLR_TAG_UNKNOWN_TYPE : status;
 }
 
 extern "C" QUV_API ClrStatus Quv_DeleteICCTag(IccProfile* profile, uint32_t tagSig, IccTagRecord* record) {
@@ -188,9 +207,5 @@ extern "C" QUV_API ClrStatus Quv_DeleteICCTag(IccProfile* profile, uint32_t tagS
 
 extern "C" QUV_API void Quv_FreeICCTagType(IccTagRecord* record, uint32_t typeSig) {
     if (!record) return;
-    if (const TagCodec* codec = findTagCodec(typeSig)) {
-        codec->release(record);
-    } else {
-        releaseUnknown(record);
-    }
+    codecFor(typeSig).release(record);
 }

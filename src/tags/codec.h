@@ -3,6 +3,7 @@
 // and know nothing of any type themselves.
 #pragma once
 
+#include "platform/memory.h"
 #include "profile/store.h"
 
 #include <quvclr/tags.h>
@@ -63,6 +64,12 @@ extern const TagCodec kMeasurementCodec;
 extern const TagCodec kViewingConditionsCodec;
 extern const TagCodec kChromaticityCodec;
 extern const TagCodec kDateTimeCodec;
+extern const TagCodec kCurveCodec;
+extern const TagCodec kParametricCurveCodec;
+extern const TagCodec kLut8Codec;
+extern const TagCodec kLut16Codec;
+extern const TagCodec kLutAToBCodec;
+extern const TagCodec kLutBToACodec;
 
 // Reserves a new tag of `size` bytes followed by `pad` zero bytes (1 to 4, 4
 // meaning none) and gives where its bytes go. `writes` is the number of bytes
@@ -107,5 +114,83 @@ struct BoundedWriter {
         room -= kept;
     }
 };
+
+// Reads a tag from a place in it to the end of the data image. Counts and
+// offsets inside a tag are taken as the file gives them and may point
+// anywhere: a read past the end gives zeros and leaves CLR_INVALID_TAG_DATA,
+// which sticks, so a codec tests the status once rather than counting bytes.
+class TagCursor {
+public:
+    explicit TagCursor(const TagBytes& tag) : data_(tag.data), end_(tag.available) {}
+    // A cursor at `offset` from the tag's first byte; one past the end fails
+    // on its first read.
+    TagCursor at(uint64_t offset) const {
+        TagCursor c = *this;
+        c.pos_ = 0;
+        c.skip(offset);
+        return c;
+    }
+    uint64_t position() const { return pos_; }
+    uint64_t remaining() const { return end_ - pos_; }
+    ClrStatus status() const { return status_; }
+    bool ok() const { return status_ == CLR_SUCCESS; }
+    void fail() { status_ = CLR_INVALID_TAG_DATA; }
+
+    uint8_t u8() {
+        uint8_t b[1]{};
+        copy(b, 1);
+        return b[0];
+    }
+    uint16_t be16() {
+        uint8_t b[2]{};
+        copy(b, 2);
+        return readBe16(b);
+    }
+    uint32_t be32() {
+        uint8_t b[4]{};
+        copy(b, 4);
+        return readBe32(b);
+    }
+    // A 16-bit number stored in host order.
+    uint16_t host16() {
+        uint8_t b[2]{};
+        copy(b, 2);
+        return static_cast<uint16_t>(b[0] | (b[1] << 8));
+    }
+    // `n` bytes into `out`; past the end, `out` is left as it was.
+    void copy(void* out, uint64_t n);
+    void skip(uint64_t n) {
+        if (n > remaining()) {
+            pos_ = end_;
+            fail();
+        } else {
+            pos_ += n;
+        }
+    }
+    // Whether `n` more bytes are there; a block sized from a count the file
+    // gives is allocated only when the data image could fill it.
+    bool holds(uint64_t n) const { return n <= remaining(); }
+
+private:
+    const uint8_t* data_;
+    uint64_t end_;
+    uint64_t pos_ = 0;
+    ClrStatus status_ = CLR_SUCCESS;
+};
+
+// A count in a record of either order: a record whose signature equals the
+// type's number is host order and holds it natively, any other holds the
+// file's bytes.
+inline uint32_t countOf(uint32_t signature, uint32_t type, uint32_t count) {
+    return signature == type ? count : toWire32(count);
+}
+
+// Releases a block if there is one; gives the null to store in its place
+// (record fields are packed, so they can't be bound to a reference).
+template <class T>
+T* released(T* p) {
+    if (p) quvFree(p);
+    return nullptr;
+}
 
 }  // namespace quv

@@ -495,6 +495,39 @@ void printTagValue(const IccTagRecord& r, uint32_t type, uint32_t tagSize) {
         std::printf("%04u-%02u-%02u %02u:%02u:%02u", d.year, d.month, d.day, d.hours, d.minutes, d.seconds);
         break;
     }
+    // curves and lookup tables
+    case ICC_TYPE_CURVE:
+        std::printf("%u points", r.curve.count);
+        if (static_cast<int32_t>(r.curve.count) >= 1)
+            std::printf(", first %u, last %u", r.curve.points[0], r.curve.points[r.curve.count - 1]);
+        break;
+    case ICC_TYPE_PARAMETRIC_CURVE:
+        std::printf("function %u:", r.parametricCurve.function);
+        printValues(r.parametricCurve.parameters, Quv_GetParametricCurveNumberOfParameters(r.parametricCurve.function),
+                    [](uint32_t v) { std::printf(" %.5f", static_cast<int32_t>(v) / 65536.0); });
+        break;
+    case ICC_TYPE_LUT8:
+    case ICC_TYPE_LUT16:
+        std::printf("%u in, %u out, grid %u, tables %u and %u entries, matrix", r.lut16.inputChannels,
+                    r.lut16.outputChannels, r.lut16.gridPoints, r.lut16.inputEntries, r.lut16.outputEntries);
+        printValues(r.lut16.matrix, 9, [](uint32_t v) { std::printf(" %.4f", static_cast<int32_t>(v) / 65536.0); });
+        break;
+    case ICC_TYPE_LUT_A_TO_B:
+    case ICC_TYPE_LUT_B_TO_A: {
+        const IccLutAToBType& l = r.lutAToB;
+        std::printf("%u in, %u out, offsets B %u matrix %u M %u CLUT %u A %u", l.inputChannels, l.outputChannels,
+                    l.offsetB, l.offsetMatrix, l.offsetM, l.offsetClut, l.offsetA);
+        if (l.clut) {
+            const auto* grid = static_cast<const uint8_t*>(l.clut);
+            std::printf(", grid");
+            for (uint32_t i = 0; i < l.inputChannels && i < 16; ++i) std::printf(" %u", grid[i]);
+        }
+        if (l.offsetMatrix) {
+            std::printf(", matrix");
+            printValues(l.matrix, 12, [](uint32_t v) { std::printf(" %.4f", static_cast<int32_t>(v) / 65536.0); });
+        }
+        break;
+    }
     default:
         std::printf("%u bytes, not decoded", r.unknown.size);
         break;
