@@ -196,7 +196,8 @@ QUV_API ClrStatus Quv_ClrConvertDirect(ClrSpace sourceSpace, ClrSpace destSpace,
 
 /* Bitmaps (QuvBitmap, made and read with quvbase). The two ToBitmap calls
  * convert a buffer into a new 24-bit bitmap (the destination space RGB or
- * BGR), freeing what the bitmap held first. */
+ * BGR), freeing what the bitmap held first. The bitmap takes DIB rows, 4-byte
+ * aligned: rows land in place when destAlign pads 3 x width up to that. */
 QUV_API ClrStatus Quv_ClrConvertDirectToBitmap(ClrSpace sourceSpace, ClrSpace destSpace, const void* source,
                                                QuvBitmap* bitmap, uint32_t bitmapSize, int32_t width,
                                                int32_t height, int32_t sourceAlign, int32_t destAlign);
