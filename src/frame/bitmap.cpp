@@ -126,15 +126,17 @@ extern "C" QUV_API ClrStatus Quv_ClrConvertBitmap(ClrHandle* handle, QuvBitmap* 
     // unequal that runs outside the destination's rows, so it is refused.
     if (flipped && source->width != source->height) return CLR_INVALID_DIMENSION;
 
-    // Room for the whole row either bitmap moves and for the pixels converted
-    // in it, whatever the records say.
-    const size_t rowBytes = std::max({size_t(source->bytesPerLine), size_t(dest->bytesPerLine),
-                                      3 * size_t(std::max(source->width, 0)), size_t{1}});
+    // Room for the whole row either bitmap moves and for the pixels the
+    // handle reads and writes in it, whatever the records say.
+    const RowConverter convert{handle, checkHandleForConvert(handle, probe), probe};
+    size_t rowBytes = std::max({size_t(source->bytesPerLine), size_t(dest->bytesPerLine), size_t{1}});
+    if (convert.handleStatus == CLR_SUCCESS)
+        for (uint32_t space : {handle->sourceSpace, handle->destSpace})
+            rowBytes = std::max(rowBytes, size_t(kernels::rowBytes(space, source->width)));
     auto* row = static_cast<uint8_t*>(quvMalloc(rowBytes, 1));
     if (!row) return CLR_NO_MEMORY;
     ScopeGuard freeRow([row] { quvFree(row); });
 
-    const RowConverter convert{handle, checkHandleForConvert(handle, probe), probe};
     const bool sourceAccessed = quvBitmapAccess(source, 0) == CLR_SUCCESS;
     const bool destAccessed = dest != source && quvBitmapAccess(dest, 0) == CLR_SUCCESS;
     ClrStatus result = CLR_SUCCESS;
