@@ -73,6 +73,28 @@ TEST(Video, PackedFormatsAgreeWithLibyuv) {
     }
 }
 
+// The AVX2 copies of the row walks give the baseline bytes, on frames of
+// several sizes and pads, both ways.
+TEST(Video, Avx2RowWalksGiveTheBaselineBytes) {
+    namespace kt = quv::kernels::testing;
+    kt::forceKernelIsa(quv::kernels::KernelIsa::Avx2);
+    if (quv::kernels::kernelIsa() != quv::kernels::KernelIsa::Avx2) GTEST_SKIP() << "no AVX2";
+    const struct { int32_t w, h, pad; } sizes[] = {{8, 4, 0}, {40, 8, 3}, {1928, 4, 7}};
+    for (ClrSpace space : {ClrSpaceYuy2, ClrSpaceUyvy, ClrSpaceY41p, ClrSpaceYvu9, ClrSpaceRgb444})
+        for (const auto& z : sizes)
+            for (bool forward : {true, false}) {
+                const ClrSpace from = forward ? ClrSpace{ClrSpaceBgr} : space, to = forward ? space : ClrSpace{ClrSpaceBgr};
+                const Bytes src = randomBytes((3 * z.w + z.pad) * z.h, uint32_t(z.w + space));
+                Bytes out[2] = {Bytes(src.size()), Bytes(src.size())};
+                for (int isa = 0; isa < 2; ++isa) {
+                    kt::forceKernelIsa(isa ? quv::kernels::KernelIsa::Avx2 : quv::kernels::KernelIsa::Baseline);
+                    EXPECT_EQ(Quv_ClrConvertDirect(from, to, src.data(), out[isa].data(), z.w, z.h, z.pad, z.pad), 1);
+                }
+                EXPECT_EQ(out[0], out[1]) << from << " -> " << to << ", " << z.w;
+            }
+    kt::resetKernelIsa();
+}
+
 // Y41P and YVU9 hold the same matrix as YUY2: a flat colour gives the same
 // samples in each layout.
 TEST(Video, FlatColourGivesTheSameSamplesInEveryLayout) {
