@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace quv::kernels {
 namespace {
@@ -11,11 +12,13 @@ struct Yuv {
 };
 
 // The studio matrix forward: the half taken from each input is part of it,
-// so black gives Y 15. Nothing is clamped; the low byte is kept.
+// so black gives Y 15. Nothing is clamped; the low byte is kept. From bytes
+// every sum lies within a few hundred of zero, so the conversion to integer
+// needs no range test (and the loops stay free of branches).
 inline Yuv studioForward(double r, double g, double b) {
-    const int32_t y = truncToInt(((g - 0.5) * 516.0 + (b - 0.5) * 100.0 + (r - 0.5) * 263.0) * 0.0009765625 + 16.0);
-    const int32_t u = truncToInt(((b - 0.5) * 450.0 - (g - 0.5) * 298.0 - (r - 0.5) * 152.0) * 0.0009765625 + 128.0);
-    const int32_t v = truncToInt(((b - 0.5) * -73.0 - (g - 0.5) * 377.0 + (r - 0.5) * 450.0) * 0.0009765625 + 128.0);
+    const auto y = static_cast<int32_t>(((g - 0.5) * 516.0 + (b - 0.5) * 100.0 + (r - 0.5) * 263.0) * 0.0009765625 + 16.0);
+    const auto u = static_cast<int32_t>(((b - 0.5) * 450.0 - (g - 0.5) * 298.0 - (r - 0.5) * 152.0) * 0.0009765625 + 128.0);
+    const auto v = static_cast<int32_t>(((b - 0.5) * -73.0 - (g - 0.5) * 377.0 + (r - 0.5) * 450.0) * 0.0009765625 + 128.0);
     return {static_cast<uint8_t>(y), static_cast<uint8_t>(u), static_cast<uint8_t>(v)};
 }
 
@@ -78,11 +81,16 @@ ClrStatus packedToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapRows(io, F.bytes * groups, 3 * F.pixels * groups, [groups](const uint8_t* s, uint8_t* d, int32_t) {
-            for (int64_t g = 0; g < groups; ++g, s += F.bytes, d += 3 * F.pixels)
-                for (int i = 0; i < F.pixels; ++i) {
-                    const int c = i >> F.chromaShift;
-                    studioInverse<R, B>(s[F.y[i]], s[F.u[c]], s[F.v[c]], d + 3 * i);
-                }
+            // The group's pixels unrolled with constant offsets, so that the
+            // loop over groups vectorises.
+            const int64_t n = groups;  // a local: stores through d can't change it
+            auto group = [s, d]<size_t... I>(int64_t g, std::index_sequence<I...>) {
+                const uint8_t* in = s + g * F.bytes;
+                (studioInverse<R, B>(in[F.y[I]], in[F.u[I >> F.chromaShift]], in[F.v[I >> F.chromaShift]],
+                                     d + (g * F.pixels + int64_t{I}) * 3),
+                 ...);
+            };
+            for (int64_t g = 0; g < n; ++g) group(g, std::make_index_sequence<F.pixels>{});
         });
     });
 }
