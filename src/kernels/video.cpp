@@ -268,15 +268,13 @@ ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) {
     });
 }
 
-// RGB444 is probed at 3 bytes a pixel on the source and 3 x width x height / 2
-// bytes on the destination in both directions. Decoding writes 3 bytes a
-// pixel, so there the destination is proven over the rows it fills.
+// RGB444 is probed at 3 bytes a pixel on the source in both directions. Its
+// destination is asked for 3 x width x height / 2 bytes either way, fewer
+// than both directions write (2 and 3 bytes a pixel): it is proven over the
+// rows it fills instead.
 ClrStatus rgbToRgb444(const KernelIo& io, int orderFlag) {
     const int64_t w = pixelsOf(io.width);
-    const uint64_t pixels = static_cast<uint64_t>(w) * static_cast<uint64_t>(pixelsOf(io.height));
-    if (!io.probe->readable(io.src, walkExtent(3 * w, io.srcPad, io.height)) ||
-        !io.probe->writable(io.dst, 3 * pixels / 2 + walkExtent(0, io.dstPad, io.height)))
-        return CLR_INVALID_PARAMETER;
+    if (ClrStatus s = proveBuffers(io, 3 * w, 2 * w); s != CLR_SUCCESS) return s;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         forEachRow(io, 3 * w, 2 * w, [w](const uint8_t* s, uint8_t* d, int32_t) {
