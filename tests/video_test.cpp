@@ -163,6 +163,10 @@ TEST(Video, LayoutTestComesBeforeTheProbes) {
         EXPECT_EQ(c.kernel({none.data(), out.data(), c.width, c.height, 0, 0, &probe}, 1), c.expected)
             << c.width << " x " << c.height;
     }
+    // RGB444's destination is asked for 1.5 bytes a pixel but takes 2.
+    quvtest::MappedPages page(1);
+    quv::MemoryProbe probe;
+    EXPECT_EQ(k::rgbToRgb444({out.data(), page.tail(6), 4, 1, 0, 0, &probe}, 1), -13);
 }
 
 // Decoding RGB444 through a handle always writes B, G, R; without a handle
