@@ -81,16 +81,29 @@ ClrStatus packedToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapRows(io, F.bytes * groups, 3 * F.pixels * groups, [groups](const uint8_t* s, uint8_t* d, int32_t) {
-            // The group's pixels unrolled with constant offsets, so that the
-            // loop over groups vectorises.
-            const int64_t n = groups;  // a local: stores through d can't change it
-            auto group = [s, d]<size_t... I>(int64_t g, std::index_sequence<I...>) {
-                const uint8_t* in = s + g * F.bytes;
-                (studioInverse<R, B>(in[F.y[I]], in[F.u[I >> F.chromaShift]], in[F.v[I >> F.chromaShift]],
-                                     d + (g * F.pixels + int64_t{I}) * 3),
-                 ...);
-            };
-            for (int64_t g = 0; g < n; ++g) group(g, std::make_index_sequence<F.pixels>{});
+            // In runs of up to 256 pixels: samples spread to one array each,
+            // the matrix over the arrays (a loop that vectorises), then the
+            // bytes interleaved into the row.
+            constexpr int64_t kRun = 256;
+            alignas(32) int32_t ys[kRun], us[kRun], vs[kRun];
+            alignas(32) uint8_t out[3][kRun];
+            const int64_t pixels = groups * F.pixels;
+            for (int64_t x0 = 0; x0 < pixels; x0 += kRun, s += kRun / F.pixels * F.bytes, d += 3 * kRun) {
+                const int64_t n = std::min(kRun, pixels - x0);
+                auto group = [&]<size_t... I>(int64_t g, std::index_sequence<I...>) {
+                    const uint8_t* in = s + g * F.bytes;
+                    ((ys[g * F.pixels + I] = in[F.y[I]], us[g * F.pixels + I] = in[F.u[I >> F.chromaShift]],
+                      vs[g * F.pixels + I] = in[F.v[I >> F.chromaShift]]),
+                     ...);
+                };
+                for (int64_t g = 0; g < n / F.pixels; ++g) group(g, std::make_index_sequence<F.pixels>{});
+                for (int64_t i = 0; i < n; ++i) {
+                    uint8_t rgb[3];
+                    studioInverse<R, B>(ys[i], us[i], vs[i], rgb);
+                    out[0][i] = rgb[0], out[1][i] = rgb[1], out[2][i] = rgb[2];
+                }
+                for (int64_t i = 0; i < n; ++i) d[3 * i] = out[0][i], d[3 * i + 1] = out[1][i], d[3 * i + 2] = out[2][i];
+            }
         });
     });
 }
