@@ -38,7 +38,8 @@ TEST(KernelIsa, Avx2WalksGiveTheBaselineBytes) {
     const auto pixels = testPixels();
     const int32_t width = static_cast<int32_t>(pixels.size() / 3);
     const ClrSpace spaces[] = {ClrSpaceBgr, ClrSpaceYuv,   ClrSpaceYiq, ClrSpaceYcbcr, ClrSpaceXyz,
-                               ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi};
+                               ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi, ClrSpaceYuy2, ClrSpaceUyvy,
+                               ClrSpaceY41p, ClrSpaceRgb444};
     for (ClrSpace space : spaces) {
         for (int direction = 0; direction < 2; ++direction) {
             const ClrSpace from = direction ? space : ClrSpace{ClrSpaceRgb};

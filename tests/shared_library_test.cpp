@@ -16,7 +16,8 @@ namespace {
 const std::set<std::string> kExports = {
     // conversion
     "Quv_ClrInit", "Quv_ClrFree", "Quv_ClrIsValid", "Quv_ClrSetConversionParams", "Quv_ClrConvert",
-    "Quv_ClrConvertDirect", "Quv_ClrGetEmbeddedProfile", "SetResModule",
+    "Quv_ClrConvertDirect", "Quv_ClrConvertDirectToBitmap", "Quv_ClrConvertToBitmap", "Quv_ClrConvertBitmap",
+    "Quv_ClrConvertCMYKArray", "Quv_ClrGetEmbeddedProfile", "SetResModule",
     // profile record, header, file image and numbers
     "Quv_InitICCProfile", "Quv_FreeICCProfile", "Quv_ClrIntFreeTagList", "Quv_ClrIntFreeICCData",
     "Quv_ClrIntIccGetBytes", "Quv_ClrIntIccSetBytes", "Quv_InitICCHeader", "Quv_SetICCProfileId", "Quv_SetICCCMMType",

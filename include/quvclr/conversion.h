@@ -5,6 +5,7 @@
 
 #include "common.h"
 #include "status.h"
+#include "bitmap.h"
 
 /* Colour spaces. The byte layout of each is fixed; RGB is the hub every
  * conversion passes through. */
@@ -192,6 +193,24 @@ QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* source, void* de
 QUV_API ClrStatus Quv_ClrConvertDirect(ClrSpace sourceSpace, ClrSpace destSpace, const void* source,
                                        void* dest, int32_t width, int32_t height, int32_t sourceAlign,
                                        int32_t destAlign);
+
+/* Bitmaps (QuvBitmap, made and read with quvbase). The two ToBitmap calls
+ * convert a buffer into a new 24-bit bitmap (the destination space RGB or
+ * BGR), freeing what the bitmap held first. The bitmap takes DIB rows, 4-byte
+ * aligned: rows land in place when destAlign pads 3 x width up to that. */
+QUV_API ClrStatus Quv_ClrConvertDirectToBitmap(ClrSpace sourceSpace, ClrSpace destSpace, const void* source,
+                                               QuvBitmap* bitmap, uint32_t bitmapSize, int32_t width,
+                                               int32_t height, int32_t sourceAlign, int32_t destAlign);
+QUV_API ClrStatus Quv_ClrConvertToBitmap(ClrHandle* handle, const void* source, QuvBitmap* bitmap,
+                                         uint32_t bitmapSize, int32_t width, int32_t height, int32_t sourceAlign,
+                                         int32_t destAlign);
+/* Converts a 24-bit bitmap row by row into another of its size, or in place
+ * when dest is null. */
+QUV_API ClrStatus Quv_ClrConvertBitmap(ClrHandle* handle, QuvBitmap* source, QuvBitmap* dest);
+/* Joins four 8-bit planes, in the order of the CMYK bytes, into one converted
+ * image in dest; a fifth plane with data (count 5) is combined as alpha. */
+QUV_API ClrStatus Quv_ClrConvertCMYKArray(ClrHandle* handle, QuvBitmap** planes, int32_t count, QuvBitmap* dest,
+                                          uint32_t bitmapSize);
 
 /* Embedded profiles: the ICC profiles the library carries, by id. */
 enum ClrEmbeddedProfileId {

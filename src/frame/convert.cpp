@@ -1,5 +1,6 @@
 // The two conversion entry points: through a handle, which obeys its method,
 // and direct, which always uses the formula kernels with their defaults.
+#include "frame/convert.h"
 #include "frame/handle.h"
 #include "frame/routing.h"
 #include "kernels/catalogue.h"
@@ -167,6 +168,18 @@ uint64_t alignedStride(uint64_t row, int32_t align) {
     return row + (a - row % a) % a;
 }
 
+// Strides of a handle conversion: each row rounded up to its alignment when
+// both alignments are 1 or more, else the plain row lengths.
+struct Strides {
+    uint64_t src, dst, srcRow;
+};
+Strides strides(const ClrHandle& h, int32_t width, int32_t sourceAlign, int32_t destAlign) {
+    const uint64_t srcRow = kernels::rowBytes(h.sourceSpace, width), dstRow = kernels::rowBytes(h.destSpace, width);
+    if (sourceAlign >= 1 && destAlign >= 1)
+        return {alignedStride(srcRow, sourceAlign), alignedStride(dstRow, destAlign), srcRow};
+    return {srcRow, dstRow, srcRow};
+}
+
 }  // namespace
 }  // namespace quv
 
@@ -191,18 +204,23 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
     const bool registered = registryHolds(handle);
     if (!registered && !probe.readable(handle, CLR_HANDLE_SIZE)) return CLR_BAD_POINTER;
 
-    const ClrHandle& h = *handle;
-    uint64_t srcStride = kernels::rowBytes(h.sourceSpace, width);
-    uint64_t dstStride = kernels::rowBytes(h.destSpace, width);
-    const uint64_t srcRow = srcStride;
-    if (sourceAlign >= 1 && destAlign >= 1) {
-        srcStride = alignedStride(srcStride, sourceAlign);
-        dstStride = alignedStride(dstStride, destAlign);
-    }
+    const Strides st = strides(*handle, width, sourceAlign, destAlign);
     const auto rows = static_cast<uint64_t>(height);
-    if (!probe.readable(source, srcStride * rows) || !probe.writable(dest, dstStride * rows)) return CLR_BAD_POINTER;
+    if (!probe.readable(source, st.src * rows) || !probe.writable(dest, st.dst * rows)) return CLR_BAD_POINTER;
     if (!registered) return CLR_INVALID_HANDLE;
+    return convertProven(*handle, source, dest, width, height, sourceAlign, destAlign, probe);
+}
 
+ClrStatus quv::checkHandleForConvert(const ClrHandle* handle, MemoryProbe& probe) {
+    if (!handle) return CLR_NULL_ARGUMENT;
+    if (registryHolds(handle)) return CLR_SUCCESS;
+    return probe.readable(handle, CLR_HANDLE_SIZE) ? CLR_INVALID_HANDLE : CLR_BAD_POINTER;
+}
+
+ClrStatus quv::convertProven(const ClrHandle& h, const void* source, void* dest, int32_t width, int32_t height,
+                             int32_t sourceAlign, int32_t destAlign, MemoryProbe& probe) {
+    const auto [srcStride, dstStride, srcRow] = strides(h, width, sourceAlign, destAlign);
+    const auto rows = static_cast<uint64_t>(height);
     const bool sameSpace = h.sourceSpace == h.destSpace;
     if (source == dest && sameSpace && sourceAlign != destAlign) return CLR_SAME_BUFFER;
     if (sameSpace && h.activeMethod != CLR_METHOD_CUSTOM_ICC) {
@@ -227,7 +245,7 @@ extern "C" QUV_API ClrStatus Quv_ClrConvert(ClrHandle* handle, const void* sourc
     const KernelIo io{src, dst, width, height, sourceAlign, destAlign, &probe};
     switch (h.activeMethod) {
     case CLR_METHOD_BUILTIN:
-        return convertAtHub(h.sourceSpace, h.destSpace, io, handle);
+        return convertAtHub(h.sourceSpace, h.destSpace, io, &h);
     case CLR_METHOD_ICC:
     case CLR_METHOD_CUSTOM_ICC:
         return runIcc(h, src, dst, width, height, srcStride, dstStride);

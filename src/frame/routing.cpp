@@ -6,6 +6,7 @@
 #include "kernels/ink.h"
 #include "kernels/lab.h"
 #include "kernels/matrix.h"
+#include "kernels/video.h"
 
 #include <array>
 
@@ -17,13 +18,17 @@ ClrStatus plain(const RouteCall& c) {
     return K(c.io, c.orderFlag);
 }
 
-// A handle holding a YUV layout reads YUV through the layout-driven kernel of
-// the video formats, which the library does not have yet: like any pair
-// without a kernel, it writes nothing and succeeds.
+// A handle holding a YUV layout reads YUV through the described-layout
+// kernel, which writes B, G, R whatever the destination.
 ClrStatus fromYuv(const RouteCall& c) {
-    if (c.handle && c.handle->yuvParams) return CLR_SUCCESS;
+    if (c.handle && c.handle->yuvParams) return kernels::yuvLayoutToBgr(c.io, *c.handle->yuvParams);
     return kernels::yuvToRgb(c.io, c.orderFlag);
 }
+
+// A handle sets RGB444's decoding flag from its source space, which is never
+// RGB here: handle conversions write B, G, R. Without a handle the flag
+// follows the destination.
+ClrStatus fromRgb444(const RouteCall& c) { return kernels::rgb444ToRgb(c.io, c.handle ? 0 : c.orderFlag); }
 
 int32_t gcrLevel(const ClrHandle* h) {
     return h && h->cmykParams ? h->cmykParams->gcrLevel : kernels::kDefaultGcrLevel;
@@ -73,6 +78,11 @@ constexpr std::array kRoutes{
     SpaceRoute{ClrSpaceYcck, toYcck, fromYcck},
     SpaceRoute{ClrSpaceYcbcr, plain<kernels::rgbToYcbcr>, plain<kernels::ycbcrToRgb>},
     SpaceRoute{ClrSpaceHsi, plain<kernels::rgbToHsi>, plain<kernels::hsiToRgb>},
+    SpaceRoute{ClrSpaceYuy2, plain<kernels::rgbToYuy2>, plain<kernels::yuy2ToRgb>},
+    SpaceRoute{ClrSpaceUyvy, plain<kernels::rgbToUyvy>, plain<kernels::uyvyToRgb>},
+    SpaceRoute{ClrSpaceY41p, plain<kernels::rgbToY41p>, plain<kernels::y41pToRgb>},
+    SpaceRoute{ClrSpaceYvu9, plain<kernels::rgbToYvu9>, plain<kernels::yvu9ToRgb>},
+    SpaceRoute{ClrSpaceRgb444, plain<kernels::rgbToRgb444>, fromRgb444},
 };
 
 }  // namespace

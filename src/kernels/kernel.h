@@ -139,4 +139,45 @@ inline ClrStatus mapPixels(const KernelIo& io, Fn&& fn) {
     return CLR_SUCCESS;
 }
 
+// Walks the rows of an image: fn(source row, destination row, row index)
+// for each, then steps over the row and its pads. Kernels whose pixels come
+// in groups sharing chroma are written once over a row; the walk, the pads
+// and the instruction-set dispatch stay here.
+template <class Fn>
+__attribute__((always_inline)) inline void walkRows(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes,
+                                                    Fn& fn) {
+    const int32_t height = io.height;
+    const int64_t srcStep = srcRowBytes + padBytes(io.srcPad);
+    const int64_t dstStep = dstRowBytes + padBytes(io.dstPad);
+    for (int32_t y = 0; y < height; ++y) fn(io.src + y * srcStep, io.dst + y * dstStep, y);
+}
+
+template <class Fn>
+void walkRowsBaseline(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes, Fn& fn) {
+    walkRows(io, srcRowBytes, dstRowBytes, fn);
+}
+
+template <class Fn>
+__attribute__((target("avx2"))) void walkRowsAvx2(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes,
+                                                  Fn& fn) {
+    walkRows(io, srcRowBytes, dstRowBytes, fn);
+}
+
+template <class Fn>
+inline void forEachRow(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes, Fn&& fn) {
+    if (kernelIsa() == KernelIsa::Avx2)
+        walkRowsAvx2(io, srcRowBytes, dstRowBytes, fn);
+    else
+        walkRowsBaseline(io, srcRowBytes, dstRowBytes, fn);
+}
+
+// The common body of a row kernel: proofs over the padded rows, then the walk.
+template <class Fn>
+inline ClrStatus mapRows(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes, Fn&& fn) {
+    ClrStatus proved = proveBuffers(io, srcRowBytes, dstRowBytes);
+    if (proved != CLR_SUCCESS) return proved;
+    forEachRow(io, srcRowBytes, dstRowBytes, fn);
+    return CLR_SUCCESS;
+}
+
 }  // namespace quv::kernels

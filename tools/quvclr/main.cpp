@@ -33,7 +33,8 @@ const SpaceName kSpaces[] = {
 
 // The spaces whose formula kernels the library has today; the default run
 // shows each of them.
-const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv", "hls", "hsi", "cmy", "cmyk", "lab", "ycck"};
+const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv", "hls", "hsi", "cmy",
+                                      "cmyk", "lab", "ycck", "yuy2", "uyvy", "y41p", "yvu9"};
 
 const SpaceName* findSpace(const std::string& name) {
     for (const SpaceName& s : kSpaces)
