@@ -1,5 +1,6 @@
 // One conversion named by the input: the two spaces, the size, the row pads,
-// the parameters (method, grey-component level, Lab encoding, white point),
+// the parameters (method, grey-component level, Lab encoding, white point,
+// YUV layout),
 // and through a handle or directly. The buffers are exactly as large as the
 // call proves them, so any touch beyond that is seen.
 #include "fuzz_input.h"
@@ -45,6 +46,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ClrLabParams lab{sizeof(ClrLabParams), in.take<uint32_t>(), in.take<int32_t>(), in.take<int32_t>(),
                      in.take<int32_t>(),   in.take<int32_t>(),  in.take<int32_t>(), in.take<int32_t>()};
     ClrWhitePoint white{kWhitePoints[in.pick(6)], in.take<double>(), in.take<double>()};
+    // A described YUV layout: small numbers, or any 32-bit ones.
+    const bool wide = in.take<uint8_t>() & 1;
+    auto number = [&] { return wide ? in.take<int32_t>() : int32_t{in.take<int8_t>()}; };
+    int32_t layout[16];
+    for (int32_t& entry : layout) entry = in.take<uint8_t>() % 24;
+    ClrYuvParams yuv{sizeof(ClrYuvParams), in.take<uint32_t>(), number(), number(), number(), number(), layout, 0, 0, 0, 0};
+    yuv.macroPixelSize = number();
+    yuv.fullRange = in.take<uint8_t>() & 1;
+    yuv.planar = in.take<uint8_t>() & 1;
+    yuv.layoutLength = number();
+    if (mode & 128) params.yuvParams = &yuv;
     if (mode & 4) params.cmykParams = &cmyk;
     if (mode & 8) params.labParams = &lab;
     if (mode & 16) params.whitePoint = &white;

@@ -139,13 +139,16 @@ ClrStatus keepYuvParams(ClrHandle* h, const ClrYuvParams* yuv, MemoryProbe& prob
     // Only the 48-byte form passes; the earlier 44-byte form is refused too.
     if (yuv->size != sizeof(ClrYuvParams)) return CLR_INVALID_STRUCT_SIZE;
     const int32_t mps = yuv->macroPixelSize;
-    const int32_t uSamples = yuv->uHorizontal * yuv->uVertical;
-    const int32_t vSamples = yuv->vHorizontal * yuv->vVertical;
+    // The caller's numbers in 32-bit arithmetic that wraps.
+    using kernels::wrapAdd, kernels::wrapDiv, kernels::wrapMul, kernels::wrapRem;
+    const int32_t uSamples = wrapMul(yuv->uHorizontal, yuv->uVertical);
+    const int32_t vSamples = wrapMul(yuv->vHorizontal, yuv->vVertical);
     // A sampling product of 0 can't divide the macro-pixel.
     if (!yuv->planar && (uSamples == 0 || vSamples == 0)) return CLR_YUV_LAYOUT_DIVISIBILITY;
-    const int32_t needed = yuv->planar ? 1 : mps + mps / uSamples + mps / vSamples;
+    const int32_t needed = yuv->planar ? 1 : wrapAdd(wrapAdd(mps, wrapDiv(mps, uSamples)), wrapDiv(mps, vSamples));
     if (yuv->layoutLength != needed) return CLR_YUV_LAYOUT_LENGTH;
-    if (!yuv->planar && (mps % uSamples != 0 || mps % vSamples != 0)) return CLR_YUV_LAYOUT_DIVISIBILITY;
+    if (!yuv->planar && (wrapRem(mps, uSamples) != 0 || wrapRem(mps, vSamples) != 0))
+        return CLR_YUV_LAYOUT_DIVISIBILITY;
     const bool copyLayout = yuv->layout && yuv->layoutLength != 0;
     if (copyLayout && (yuv->layoutLength < 0 || !probe.readable(yuv->layout, 4 * size_t(yuv->layoutLength))))
         return CLR_BAD_POINTER;

@@ -57,6 +57,11 @@ constexpr int32_t wrapMul(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 
+// Quotient and remainder that wrap too: INT32_MIN / -1, which traps, gives
+// INT32_MIN, and its remainder 0.
+constexpr int32_t wrapDiv(int32_t a, int32_t b) { return b == -1 ? wrapSub(0, a) : a / b; }
+constexpr int32_t wrapRem(int32_t a, int32_t b) { return b == -1 ? 0 : a % b; }
+
 // Clamp applied before truncation; a NaN passes through.
 inline double clamp(double x, double lo, double hi) { return x < lo ? lo : (x > hi ? hi : x); }
 inline int32_t clamp(int32_t x, int32_t lo, int32_t hi) { return x < lo ? lo : (x > hi ? hi : x); }

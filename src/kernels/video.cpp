@@ -55,17 +55,19 @@ ClrStatus rgbToPacked(const KernelIo& io, int orderFlag) {
     const int64_t groups = pixelsOf(io.width) / F.pixels;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        constexpr int shared = 1 << F.chromaShift;
+        // Chroma samples a group: static, so the inner lambda needs no
+        // capture for it (clang asks for one of a plain constexpr).
+        static constexpr int samples = F.pixels >> F.chromaShift;
         return mapRows(io, 3 * F.pixels * groups, F.bytes * groups, [groups](const uint8_t* s, uint8_t* d, int32_t) {
             for (int64_t g = 0; g < groups; ++g, s += 3 * F.pixels, d += F.bytes) {
-                int32_t u[F.pixels / shared] = {}, v[F.pixels / shared] = {};
+                int32_t u[samples] = {}, v[samples] = {};
                 for (int i = 0; i < F.pixels; ++i) {
                     const Yuv p = studioForward(s[3 * i + R], s[3 * i + 1], s[3 * i + B]);
                     d[F.y[i]] = p.y;
                     u[i >> F.chromaShift] += p.u;
                     v[i >> F.chromaShift] += p.v;
                 }
-                for (int c = 0; c < F.pixels / shared; ++c) {
+                for (int c = 0; c < samples; ++c) {
                     d[F.u[c]] = static_cast<uint8_t>(u[c] >> F.chromaShift);
                     d[F.v[c]] = static_cast<uint8_t>(v[c] >> F.chromaShift);
                 }
