@@ -18,6 +18,8 @@ const std::set<std::string> kExports = {
     "Quv_ClrInit", "Quv_ClrFree", "Quv_ClrIsValid", "Quv_ClrSetConversionParams", "Quv_ClrConvert",
     "Quv_ClrConvertDirect", "Quv_ClrConvertDirectToBitmap", "Quv_ClrConvertToBitmap", "Quv_ClrConvertBitmap",
     "Quv_ClrConvertCMYKArray", "Quv_ClrGetEmbeddedProfile", "SetResModule",
+    // narrow twins, dialogs and the module entry
+    "Quv_ClrInitA", "Quv_ClrSetConversionParamsA", "Quv_ClrDlg", "Quv_ClrDlgA", "QUV_Load",
     // profile record, header, file image and numbers
     "Quv_InitICCProfile", "Quv_FreeICCProfile", "Quv_ClrIntFreeTagList", "Quv_ClrIntFreeICCData",
     "Quv_ClrIntIccGetBytes", "Quv_ClrIntIccSetBytes", "Quv_InitICCHeader", "Quv_SetICCProfileId", "Quv_SetICCCMMType",

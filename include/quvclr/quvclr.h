@@ -9,5 +9,6 @@
 #include "profile.h"
 #include "tags.h"
 #include "imagefile.h"
+#include "dialogs.h"
 
 #endif

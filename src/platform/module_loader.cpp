@@ -37,6 +37,8 @@ void* ModuleLoader::getFunction(const char* name) const {
     return nullptr;
 }
 
+int32_t quvLoaderHook(void*, void*, void*, void*, uint32_t) { return 1; }
+
 std::string moduleDirectory() {
     if (!directoryOverride().empty()) return directoryOverride();
     Dl_info info{};

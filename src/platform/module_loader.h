@@ -2,6 +2,7 @@
 // library that holds this code (beside libquvclr.so).
 #pragma once
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -33,6 +34,11 @@ private:
     Function functions_[8];
     unsigned count_ = 0;
 };
+
+// The base library's module-loading hook. On Linux the shared objects are
+// mapped and initialised by the dynamic loader, so the hook has nothing to
+// load and answers 1 whatever it is given.
+int32_t quvLoaderHook(void* self, void* first, void* second, void* third, uint32_t reserved);
 
 // Where modules are looked for: the directory of this library, unless a test
 // has named another.
