@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -73,11 +75,18 @@ TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
 // refusal is checked apart.
 TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     namespace k = quv::kernels;
+    using KernelFn = std::function<ClrStatus(const k::KernelIo&, int)>;
+    auto decode = std::make_unique<k::LabDecodeTables>();
+    k::initLabDecodeTables(*decode, ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
+    k::deriveLabDecodeTables(*decode, k::kLabGamma);
+    const k::LabDecodeTables& tables = *decode;
     const struct {
         const char* name;
-        k::Kernel fast, reference;
+        KernelFn fast, reference;
         bool refusesGreyWithHue;
     } kernels[] = {
+        {"fixed_lab_to_rgb", [&](const k::KernelIo& io, int o) { return k::labToRgbFixed(tables, io, o); },
+         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, false},
         {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, false},
         {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, false},
         {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, false},

@@ -374,7 +374,7 @@ ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderF
     return status;
 }
 
-ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
+ClrStatus reference::labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
     const int64_t w = io.width > 0 ? io.width : 0;
     if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
@@ -396,6 +396,75 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
                 const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(fixMul16(m[1], Y)) +
                                    static_cast<uint32_t>(fixMul16(m[2], Z));
                 rgb[row] = static_cast<uint8_t>(labSearchIndexed(t, static_cast<int32_t>(v)));
+            }
+            d[R] = rgb[0];
+            d[1] = rgb[1];
+            d[B] = rgb[2];
+        });
+        return CLR_SUCCESS;
+    });
+}
+
+namespace {
+
+// What the fixed-point decode takes from one byte, for one record: fy and
+// the Y products by L, the chroma terms by a and by b. The thresholds get an
+// end entry no value passes. `bounded`: they rise and lie in [0, 1) at 4.28,
+// so every value below 0 counts none and every value above 1 counts all,
+// and the search needs no fallback.
+struct LabDecodeRun {
+    int32_t fy[256], yTerm[3][256], aTerm[256], bTerm[256];
+    int32_t steps[256];
+    bool bounded;
+
+    explicit LabDecodeRun(const LabDecodeTables& t) {
+        const auto lScale = static_cast<int32_t>(t.lScale);
+        const auto aScale = static_cast<int32_t>(t.aScale);
+        const auto bScale = static_cast<int32_t>(t.bScale);
+        for (int32_t v = 0; v < 256; ++v) {
+            fy[v] = fixMul16(lScale, truncToInt(static_cast<float>(v << 16) - t.lBias));
+            const int32_t y = labFinv(fy[v]);
+            for (int row = 0; row < 3; ++row) yTerm[row][v] = fixMul16(t.fixedMatrix[3 * row + 1], y);
+            aTerm[v] = wrapMul(aScale, wrapSub(v, t.aOffset));
+            bTerm[v] = wrapMul(bScale, wrapSub(v, t.bOffset));
+        }
+        std::copy(t.encodeThresholds, t.encodeThresholds + 255, steps);
+        steps[255] = INT32_MAX;
+        bounded = steps[0] >= 0 && steps[254] < (1 << 28) && std::is_sorted(steps, steps + 255);
+    }
+
+    // The count of thresholds at or below v: from the record's index, two
+    // steps without a branch, then a loop that rarely runs.
+    int32_t search(const LabDecodeTables& t, int32_t v) const {
+        if (!bounded) return labSearchIndexed(t, v);
+        const int32_t c = clamp(v, 0, (1 << 28) - 1);
+        int32_t i = t.searchStart[c >> 16];
+        i += steps[i] <= c;
+        i += steps[i] <= c;
+        while (steps[i] <= c) ++i;
+        return v < 0 ? 0 : i;
+    }
+};
+
+}  // namespace
+
+ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
+    if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
+    const int64_t w = io.width > 0 ? io.width : 0;
+    if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
+    const LabDecodeRun run(t);
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        forEachPixel<3, 3>(io, [&](const uint8_t* s, uint8_t* d) {
+            const int32_t l = s[0];
+            const int32_t fy = run.fy[l];
+            const int32_t X = labFinv(wrapAdd(fy, run.aTerm[s[1]])), Z = labFinv(wrapSub(fy, run.bTerm[s[2]]));
+            uint8_t rgb[3];
+            for (int row = 0; row < 3; ++row) {
+                const int32_t* m = t.fixedMatrix + 3 * row;
+                const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(run.yTerm[row][l]) +
+                                   static_cast<uint32_t>(fixMul16(m[2], Z));
+                rgb[row] = static_cast<uint8_t>(run.search(t, static_cast<int32_t>(v)));
             }
             d[R] = rgb[0];
             d[1] = rgb[1];

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "kernels/kernel.h"
+#include "kernels/lab.h"
 
 namespace quv::kernels::reference {
 
@@ -14,5 +15,6 @@ ClrStatus rgbToHls(const KernelIo& io, int orderFlag);
 ClrStatus hlsToRgb(const KernelIo& io, int orderFlag);
 ClrStatus hsiToRgb(const KernelIo& io, int orderFlag);
 ClrStatus labToRgb(const KernelIo& io, int orderFlag);
+ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag);
 
 }  // namespace quv::kernels::reference
