@@ -231,7 +231,9 @@ struct HueTables {
     uint8_t hsvPick[256][3];  // for each hue byte, which of v, p, q, t goes to R, G, B
     ByteQuotients hlsSat;     // [max][min]
     ByteQuotients hlsSixth;   // [delta][n]: (n x 42 + delta / 2) / delta
-    uint8_t hlsWeight[3][256];  // for each hue byte, R's, G's and B's share of m2 - m1, in 42nds
+    uint8_t hlsWeight[3][256];  // for each hue byte, R's, G's and B's share of m2 - m1, in 42nds (up to 43)
+    ByteQuotients hlsM2;        // [l][s]
+    uint8_t hlsShare[256][44];  // [m2 - m1][weight], weights 0..43: ((m2 - m1) x weight + 21) / 42
 };
 
 int32_t hlsWeightOf(int32_t x) { return x < 42 ? x : x < 127 ? 42 : x < 170 ? 170 - x : 0; }
@@ -258,6 +260,13 @@ const HueTables& hueTables() {
             t->hlsWeight[1][hue] = static_cast<uint8_t>(hlsWeightOf(hue));
             t->hlsWeight[2][hue] = static_cast<uint8_t>(hlsWeightOf(hue >= 85 ? hue - 85 : hue + 170));
         }
+        for (int32_t l = 0; l < 256; ++l)
+            for (int32_t sat = 0; sat < 256; ++sat)
+                t->hlsM2[l][sat] = static_cast<uint8_t>(l < 128 ? (l * (255 + sat) + 127) / 255
+                                                                : l + sat - (l * sat + 127) / 255);
+        for (int32_t d = 0; d < 256; ++d)
+            for (int32_t weight = 0; weight <= 43; ++weight)
+                t->hlsShare[d][weight] = static_cast<uint8_t>((d * weight + 21) / 42);
         for (int32_t max = 1; max < 256; ++max)
             for (int32_t min = 0; min < max; ++min) {
                 const int32_t sum = max + min, delta = max - min;
@@ -342,11 +351,13 @@ ClrStatus hlsRowsFast(const KernelIo& io, const HueTables& t) {
         for (int32_t x = 0; x < io.width; ++x, s += 3, d += 3) {
             const int32_t h = s[0], l = s[1], sat = s[2];
             if (sat == 0 && h != 0) return CLR_INVALID_TAG_DATA;
-            // m2 is at least l, so m2 - m1 is never negative.
-            const int32_t m2 = l < 128 ? (l * (255 + sat) + 127) / 255 : l + sat - (l * sat + 127) / 255;
+            // m2 is at least l and at most 2 l, so m1 and m2 - m1 are never
+            // negative, and a channel is m1 plus its share of the difference.
+            const int32_t m2 = t.hlsM2[l][sat];
             const int32_t m1 = 2 * l - m2;
+            const uint8_t* share = t.hlsShare[m2 - m1];
             auto channel = [&](int c) {
-                const int32_t v = m1 + ((m2 - m1) * t.hlsWeight[c][h] + 21) / 42;
+                const int32_t v = m1 + share[t.hlsWeight[c][h]];
                 return static_cast<uint8_t>((v * 255 + 127) / 255);
             };
             d[R] = channel(0);
