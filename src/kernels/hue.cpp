@@ -279,6 +279,15 @@ const HueTables& hueTables() {
     return *table;
 }
 
+// Which channel holds the maximum, R before G before B on ties, as masks:
+// the choice depends on the data, and a jump on it mispredicts.
+struct Side {
+    int32_t r, g, b;
+    Side(int32_t red, int32_t green, int32_t max)
+        : r(-int32_t{red == max}), g(~r & -int32_t{green == max}), b(~(r | g)) {}
+    int32_t pick(int32_t ifR, int32_t ifG, int32_t ifB) const { return (r & ifR) | (g & ifG) | (b & ifB); }
+};
+
 }  // namespace
 
 ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
@@ -289,9 +298,9 @@ ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
             const int32_t r = s[R], g = s[1], b = s[B];
             const int32_t max = std::max({r, g, b});
             const int32_t delta = max - std::min({r, g, b});
-            const bool rMax = r == max, gMax = !rMax && g == max;
-            const int32_t diff = rMax ? g - b : gMax ? b - r : r - g;
-            const int32_t base = rMax ? 0 : gMax ? 120 : 240;
+            const Side side(r, g, max);
+            const int32_t diff = side.pick(g - b, b - r, r - g);
+            const int32_t base = side.pick(0, 120, 240);
             const int32_t sixth = t.hsvSixth[delta][diff < 0 ? -diff : diff];
             int32_t h = base + (diff < 0 ? -sixth : sixth);
             h += 360 & (h >> 31);
@@ -330,8 +339,7 @@ ClrStatus rgbToHls(const KernelIo& io, int orderFlag) {
             const int32_t min = std::min({r, g, b});
             const uint8_t* sixth = t.hlsSixth[max - min];
             const int32_t rd = sixth[max - r], gd = sixth[max - g], bd = sixth[max - b];
-            const bool rMax = r == max, gMax = !rMax && g == max;
-            int32_t h = rMax ? bd - gd : gMax ? rd - bd + 85 : gd - rd + 170;
+            int32_t h = Side(r, g, max).pick(bd - gd, rd - bd + 85, gd - rd + 170);
             h += 255 & (h >> 31);
             d[0] = static_cast<uint8_t>(h);
             d[1] = static_cast<uint8_t>((max + min + 1) * 255 / 510);
