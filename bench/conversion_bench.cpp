@@ -1,7 +1,12 @@
 // Conversion speed on a 1920 x 1080 image, each kernel beside memcpy of the
-// same bytes (the physical limit) and the byte swap beside libyuv's, in one
-// run. The ratios are printed after the table.
+// same bytes (the physical limit), the byte swap beside libyuv's, and the
+// formula kernels beside their reference forms and OpenCV's nearest job, in
+// one run. The ratios and the kernel table are printed after the results.
 #include "frame/handle.h"
+#include "kernels/hue.h"
+#include "kernels/lab.h"
+#include "kernels/matrix.h"
+#include "kernels/reference.h"
 #include "platform/probe.h"
 #include "ratio_reporter.h"
 
@@ -10,6 +15,8 @@
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
 #include <libyuv.h>
+#include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -192,6 +199,147 @@ void OneRowProbes(benchmark::State& state) {
     }
 }
 
+// The frames the formula kernels run on: random bytes, and a natural-looking
+// one of smooth gradients with a little noise.
+std::vector<uint8_t> naturalImage() {
+    std::vector<uint8_t> v(3 * kPixels);
+    const std::vector<uint8_t> noise = randomImage(3 * kPixels);
+    for (size_t y = 0; y < kHeight; ++y)
+        for (size_t x = 0; x < kWidth; ++x) {
+            uint8_t* p = &v[3 * (y * kWidth + x)];
+            const int base[3] = {int(255 * x / kWidth), int(255 * y / kHeight), int(255 - 127 * (x + y) / (kWidth + kHeight))};
+            for (int c = 0; c < 3; ++c) p[c] = uint8_t(std::clamp(base[c] + (noise[&p[c] - v.data()] >> 5) - 4, 0, 255));
+        }
+    return v;
+}
+
+const std::vector<uint8_t>& frame(bool natural) {
+    static const std::vector<uint8_t> random = randomImage(3 * kPixels), smooth = naturalImage();
+    return natural ? smooth : random;
+}
+
+namespace k = quv::kernels;
+
+ClrStatus runKernel(k::Kernel kernel, const uint8_t* src, uint8_t* dst) {
+    quv::MemoryProbe probe;
+    return kernel(k::KernelIo{src, dst, kWidth, kHeight, 0, 0, &probe}, 1);
+}
+
+// A kernel called on the frame, R, G, B; an inverse reads what the forward
+// kernel made of the frame.
+void KernelOnFrame(benchmark::State& state, k::Kernel kernel, k::Kernel forward, bool natural) {
+    std::vector<uint8_t> input = frame(natural), out(3 * kPixels);
+    if (forward) runKernel(forward, frame(natural).data(), input.data());
+    for (auto _ : state) {
+        if (runKernel(kernel, input.data(), out.data()) != CLR_SUCCESS) state.SkipWithError("kernel failed");
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+// OpenCV's nearest job, single-threaded: cvtColor with `code` (an inverse
+// reads OpenCV's forward result), or for YIQ a 3 x 4 cv::transform.
+constexpr int kTransform = -1;
+void OpencvOnFrame(benchmark::State& state, int code, int forwardCode, bool natural) {
+    cv::setNumThreads(1);
+    const cv::Mat src(kHeight, kWidth, CV_8UC3, const_cast<uint8_t*>(frame(natural).data()));
+    cv::Mat input = src.clone(), out;
+    if (forwardCode >= 0) cv::cvtColor(src, input, forwardCode);
+    const cv::Matx34f m(0.299f, 0.587f, 0.114f, 0.f, 0.596f, -0.274f, -0.322f, 128.f, 0.212f, -0.523f, 0.311f, 128.f);
+    for (auto _ : state) {
+        if (code == kTransform)
+            cv::transform(input, out, m);
+        else
+            cv::cvtColor(input, out, code);
+        benchmark::ClobberMemory();
+    }
+    setRates(state, kPixels, 3);
+}
+
+// The fixed-point Lab kernels on the records a handle with these ranges holds.
+struct FixedLabRecords {
+    k::LabDecodeTables decode;
+    k::LabEncodeTables encode;
+    FixedLabRecords() {
+        const ClrLabParams ranges{sizeof(ClrLabParams), 0, 0, 100, 128, 170, 96, 200};
+        k::initLabDecodeTables(decode, ranges);
+        k::deriveLabDecodeTables(decode, k::kLabGamma);
+        k::initLabEncodeTables(encode, ranges, k::kLabGamma);
+    }
+};
+const FixedLabRecords& fixedLab() {
+    static const auto* records = new FixedLabRecords;
+    return *records;
+}
+ClrStatus fixedLabEncode(const k::KernelIo& io, int order) { return k::rgbToLabFixed(fixedLab().encode, io, order); }
+ClrStatus fixedLabDecode(const k::KernelIo& io, int order) { return k::labToRgbFixed(fixedLab().decode, io, order); }
+ClrStatus fixedLabDecodeReference(const k::KernelIo& io, int order) {
+    return k::reference::labToRgbFixed(fixedLab().decode, io, order);
+}
+
+// The formula kernels: before (the reference form), after (what the
+// conversions call; absent where the two are one function) and the peer.
+struct KernelJob {
+    const char* name;
+    k::Kernel before, after, forward;
+    int peer, peerForward;  // cvtColor codes; kTransform; -2 for no peer
+};
+constexpr int kNoPeer = -2;
+const KernelJob kJobs[] = {
+    {"yiq_to_rgb", k::reference::yiqToRgb, k::yiqToRgb, k::rgbToYiq, kTransform, -1},
+    {"rgb_to_yiq", nullptr, k::rgbToYiq, nullptr, kTransform, -1},
+    {"rgb_to_hsv", k::reference::rgbToHsv, k::rgbToHsv, nullptr, cv::COLOR_RGB2HSV_FULL, -1},
+    {"hsv_to_rgb", k::reference::hsvToRgb, k::hsvToRgb, k::rgbToHsv, cv::COLOR_HSV2RGB_FULL, cv::COLOR_RGB2HSV_FULL},
+    {"rgb_to_hls", k::reference::rgbToHls, k::rgbToHls, nullptr, cv::COLOR_RGB2HLS_FULL, -1},
+    {"hls_to_rgb", k::reference::hlsToRgb, k::hlsToRgb, k::rgbToHls, cv::COLOR_HLS2RGB_FULL, cv::COLOR_RGB2HLS_FULL},
+    {"rgb_to_lab", nullptr, k::rgbToLab, nullptr, cv::COLOR_RGB2Lab, -1},
+    {"lab_to_rgb", k::reference::labToRgb, k::labToRgb, k::rgbToLab, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
+    {"lab_fixed_encode", nullptr, fixedLabEncode, nullptr, cv::COLOR_RGB2Lab, -1},
+    {"lab_fixed_decode", fixedLabDecodeReference, fixedLabDecode, fixedLabEncode, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
+    {"rgb_to_yuv", nullptr, k::rgbToYuv, nullptr, cv::COLOR_RGB2YUV, -1},
+    {"yuv_to_rgb", nullptr, k::yuvToRgb, k::rgbToYuv, cv::COLOR_YUV2RGB, cv::COLOR_RGB2YUV},
+    {"rgb_to_ycbcr", nullptr, k::rgbToYcbcr, nullptr, cv::COLOR_RGB2YCrCb, -1},
+    {"ycbcr_to_rgb", nullptr, k::ycbcrToRgb, k::rgbToYcbcr, cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb},
+    {"hsi_to_rgb", k::reference::hsiToRgb, k::hsiToRgb, k::rgbToHsi, kNoPeer, -1},
+    {"rgb_to_hsi", nullptr, k::rgbToHsi, nullptr, kNoPeer, -1},
+};
+
+void registerKernelJobs() {
+    for (bool natural : {false, true})
+        for (const KernelJob& j : kJobs) {
+            const std::string tail = std::string("/") + j.name + (natural ? "/natural" : "/random");
+            if (j.before)
+                benchmark::RegisterBenchmark(("Before" + tail).c_str(), [j, natural](benchmark::State& st) {
+                    KernelOnFrame(st, j.before, j.forward, natural);
+                });
+            benchmark::RegisterBenchmark(("After" + tail).c_str(), [j, natural](benchmark::State& st) {
+                KernelOnFrame(st, j.after, j.forward, natural);
+            });
+            if (j.peer != kNoPeer)
+                benchmark::RegisterBenchmark(("Peer" + tail).c_str(), [j, natural](benchmark::State& st) {
+                    OpencvOnFrame(st, j.peer, j.peerForward, natural);
+                });
+        }
+}
+
+// Mpx/s of each side, after / peer, after / before, and after as a fraction
+// of memcpy of the same bytes, from processor time.
+void printKernelTable(quvbench::RatioReporter& r) {
+    const auto& t = r.cpuSeconds();
+    auto mpx = [&](const std::string& name) { return t.count(name) ? kPixels / t.at(name) * 1e3 : 0.0; };
+    std::printf("\nformula kernels, median processor time, 1920 x 1080, one thread\n%-22s %9s %9s %9s %9s %9s %8s\n", "kernel (Mpx/s)", "before", "after", "OpenCV", "aft/peer",
+                "aft/bef", "/memcpy");
+    for (bool natural : {false, true})
+        for (const KernelJob& j : kJobs) {
+            const std::string tail = std::string("/") + j.name + (natural ? "/natural" : "/random");
+            const double before = mpx("Before" + tail), after = mpx("After" + tail), peer = mpx("Peer" + tail);
+            const double copy = mpx("Memcpy");
+            std::printf("%-22s %9.0f %9.0f %9.0f %9.3f %9.2f %8.3f\n",
+                        (std::string(j.name) + (natural ? " nat" : " rnd")).c_str(), before, after, peer,
+                        peer > 0 ? after / peer : 0.0, before > 0 ? after / before : 0.0, copy > 0 ? after / copy : 0.0);
+        }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -236,6 +384,7 @@ int main(int argc, char** argv) {
     for (const auto& p : peers)
         benchmark::RegisterBenchmark(p.name, [p](benchmark::State& st) { Libyuv(st, p.fn, p.fromArgb); });
     benchmark::RegisterBenchmark("WholeBitmap/rgb_to_yuv", [](benchmark::State& st) { WholeBitmap(st, ClrSpaceYuv); });
+    registerKernelJobs();
     quvbench::RatioReporter reporter([](quvbench::RatioReporter& r) {
         std::printf("\nratios (higher is better for throughput, lower for cost)\n");
         r.ratio("same-space copy / memcpy (throughput, target >= 0.9)", "Memcpy", "SameSpaceCopy");
@@ -256,6 +405,7 @@ int main(int argc, char** argv) {
         r.ratio("whole bitmap / one buffer (cost, target <= 1.10)", "WholeBitmap/rgb_to_yuv", "Kernel/rgb_to_yuv");
         for (const auto& [name, t] : r.seconds())
             if (name.rfind("Kernel/", 0) == 0) r.ratio(name.substr(7) + " / memcpy (throughput)", "Memcpy", name);
+        printKernelTable(r);
     });
     return quvbench::runBenchmarks(argc, argv, reporter);
 }

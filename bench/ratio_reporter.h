@@ -21,7 +21,10 @@ public:
 
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& r : runs) {
-            if (r.run_type == Run::RT_Iteration) samples_[r.run_name.str()].push_back(r.GetAdjustedRealTime());
+            if (r.run_type == Run::RT_Iteration) {
+                samples_[r.run_name.str()].push_back(r.GetAdjustedRealTime());
+                cpuSamples_[r.run_name.str()].push_back(r.GetAdjustedCPUTime());
+            }
             if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
                 medians_[r.run_name.str()] = r.GetAdjustedRealTime();
         }
@@ -35,6 +38,10 @@ public:
             seconds_[name] = times[times.size() / 2];
         }
         for (const auto& [name, t] : medians_) seconds_[name] = t;
+        for (auto& [name, times] : cpuSamples_) {
+            std::sort(times.begin(), times.end());
+            cpuSeconds_[name] = times[times.size() / 2];
+        }
         ratios_(*this);
     }
 
@@ -50,10 +57,15 @@ public:
     }
 
     const std::map<std::string, double>& seconds() const { return seconds_; }
+    // Median processor time of the calling thread: on a shared machine it
+    // leaves out the time other processes held the core.
+    const std::map<std::string, double>& cpuSeconds() const { return cpuSeconds_; }
 
 private:
     std::function<void(RatioReporter&)> ratios_;
     std::map<std::string, std::vector<double>> samples_;
+    std::map<std::string, std::vector<double>> cpuSamples_;
+    std::map<std::string, double> cpuSeconds_;
     std::map<std::string, double> medians_;
     std::map<std::string, double> seconds_;
 };

@@ -1,10 +1,21 @@
 // Every fast path of the kernels gives the bytes of the scalar reference.
 #include "test_support.h"
 
+#include "frame/routing.h"
 #include "kernels/hub.h"
+#include "kernels/hue.h"
 #include "kernels/kernel.h"
+#include "kernels/lab.h"
+#include "kernels/matrix.h"
+#include "kernels/reference.h"
+#include "platform/probe.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -21,38 +32,96 @@ struct IsaReset {
     ~IsaReset() { kt::resetKernelIsa(); }
 };
 
-// Random pixels plus every extreme a channel can take.
-std::vector<uint8_t> testPixels() {
-    std::vector<uint8_t> v = quvtest::randomBytes(3 * 200000, 2024);
-    for (int a : {0, 1, 127, 128, 254, 255})
-        for (int b : {0, 1, 127, 128, 254, 255})
-            for (int c : {0, 1, 127, 128, 254, 255}) v.insert(v.end(), {uint8_t(a), uint8_t(b), uint8_t(c)});
-    return v;
-}
-
-TEST(KernelIsa, Avx2WalksGiveTheBaselineBytes) {
+// Every space of the routing table, both directions, without a handle and
+// through a handle with Lab ranges (the fixed-point Lab kernels): the AVX2
+// walks give the baseline's status and bytes. Each frame is a whole number
+// of the packed formats' pixel groups.
+TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
     IsaReset reset;
     kt::forceKernelIsa(KernelIsa::Avx2);
     if (quv::kernels::kernelIsa() != KernelIsa::Avx2) GTEST_SKIP() << "no AVX2 on this processor";
-
-    const auto pixels = testPixels();
-    const int32_t width = static_cast<int32_t>(pixels.size() / 3);
-    const ClrSpace spaces[] = {ClrSpaceBgr, ClrSpaceYuv,   ClrSpaceYiq, ClrSpaceYcbcr, ClrSpaceXyz,
-                               ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi, ClrSpaceYuy2, ClrSpaceUyvy,
-                               ClrSpaceY41p, ClrSpaceRgb444};
-    for (ClrSpace space : spaces) {
-        for (int direction = 0; direction < 2; ++direction) {
-            const ClrSpace from = direction ? space : ClrSpace{ClrSpaceRgb};
-            const ClrSpace to = direction ? ClrSpace{ClrSpaceRgb} : space;
-            std::vector<uint8_t> fast(pixels.size()), reference(pixels.size());
-            kt::forceKernelIsa(KernelIsa::Avx2);
-            const ClrStatus a = Quv_ClrConvertDirect(from, to, pixels.data(), fast.data(), width, 1, 0, 0);
-            kt::forceKernelIsa(KernelIsa::Baseline);
-            const ClrStatus b = Quv_ClrConvertDirect(from, to, pixels.data(), reference.data(), width, 1, 0, 0);
-            EXPECT_EQ(a, b) << from << " -> " << to;
-            EXPECT_TRUE(fast == reference) << from << " -> " << to;
-        }
+    const int32_t w = 1024, h = 64;
+    const auto pixels = quvtest::randomBytes(4 * size_t{w} * h, 2024);
+    ClrLabParams ranges{sizeof(ClrLabParams), 0, 0, 100, 128, 170, 96, 200};
+    ClrParams labFixed{};
+    labFixed.size = CLR_PARAMS_SIZE;
+    labFixed.activeMethod = labFixed.methodMask = CLR_METHOD_BUILTIN;
+    labFixed.labParams = &ranges;
+    struct Pair {
+        uint32_t from, to;
+        ClrParams* params;
+    };
+    std::vector<Pair> pairs{{ClrSpaceRgb, ClrSpaceLab, &labFixed}, {ClrSpaceLab, ClrSpaceRgb, &labFixed}};
+    for (uint32_t space = 0; space < 256; ++space)
+        if (quv::findRoute(space)) pairs.insert(pairs.end(), {{ClrSpaceRgb, space, nullptr}, {space, ClrSpaceBgr, nullptr}});
+    ASSERT_GE(pairs.size(), 30u);
+    for (const Pair& p : pairs) {
+        auto run = [&](KernelIsa isa, std::vector<uint8_t>& out) {
+            kt::forceKernelIsa(isa);
+            out.assign(4 * size_t{w} * h, 0);
+            quvtest::Handle handle = quvtest::makeHandle(ClrSpace(p.from), ClrSpace(p.to), p.params);
+            return Quv_ClrConvert(handle.get(), pixels.data(), out.data(), w, h, 0, 0);
+        };
+        std::vector<uint8_t> fast, reference;
+        const ClrStatus a = run(KernelIsa::Avx2, fast);
+        EXPECT_EQ(a, run(KernelIsa::Baseline, reference)) << p.from << " -> " << p.to;
+        EXPECT_TRUE(fast == reference) << p.from << " -> " << p.to;
     }
+}
+
+// The kernels the conversions call against the formulas as written, over
+// every three-byte input. HLS to RGB comes last: before it, the inputs it
+// must refuse (grey with a hue) become the same grey without one, and the
+// refusal is checked apart.
+TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
+    namespace k = quv::kernels;
+    using KernelFn = std::function<ClrStatus(const k::KernelIo&, int)>;
+    auto decode = std::make_unique<k::LabDecodeTables>();
+    k::initLabDecodeTables(*decode, ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
+    k::deriveLabDecodeTables(*decode, k::kLabGamma);
+    const k::LabDecodeTables& tables = *decode;
+    const struct {
+        const char* name;
+        KernelFn fast, reference;
+        bool refusesGreyWithHue;
+    } kernels[] = {
+        {"fixed_lab_to_rgb", [&](const k::KernelIo& io, int o) { return k::labToRgbFixed(tables, io, o); },
+         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, false},
+        {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, false},
+        {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, false},
+        {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, false},
+        {"rgb_to_hls", k::rgbToHls, k::reference::rgbToHls, false},
+        {"hsi_to_rgb", k::hsiToRgb, k::reference::hsiToRgb, false},
+        {"lab_to_rgb", k::labToRgb, k::reference::labToRgb, false},
+        {"hls_to_rgb", k::hlsToRgb, k::reference::hlsToRgb, true},
+    };
+    std::vector<uint8_t> all(3u << 24);
+    for (uint32_t v = 0; v < (1u << 24); ++v) {
+        uint8_t* p = &all[3 * size_t{v}];
+        p[0] = uint8_t(v), p[1] = uint8_t(v >> 8), p[2] = uint8_t(v >> 16);
+    }
+    std::vector<uint8_t> fast(all.size()), reference(all.size());
+    for (const auto& kernel : kernels) {
+        if (kernel.refusesGreyWithHue)
+            for (size_t i = 0; i < all.size(); i += 3)
+                if (all[i + 2] == 0) all[i] = 0;
+        quv::MemoryProbe probe;
+        const k::KernelIo io{all.data(), fast.data(), 1 << 12, 1 << 12, 0, 0, &probe};
+        k::KernelIo ref = io;
+        ref.dst = reference.data();
+        ASSERT_EQ(kernel.fast(io, 1), CLR_SUCCESS) << kernel.name;
+        ASSERT_EQ(kernel.reference(ref, 1), CLR_SUCCESS) << kernel.name;
+        const size_t at = static_cast<size_t>(std::mismatch(fast.begin(), fast.end(), reference.begin()).first - fast.begin());
+        EXPECT_EQ(at, fast.size()) << kernel.name << ": first differing pixel " << int(all[at / 3 * 3]) << ' '
+                                   << int(all[at / 3 * 3 + 1]) << ' ' << int(all[at / 3 * 3 + 2]);
+    }
+    // HLS grey with a hue: both stop there with the pixels before it written.
+    const uint8_t hls[] = {0, 10, 0, 40, 200, 9, 7, 99, 0, 1, 2, 3};
+    uint8_t a[12] = {}, b[12] = {};
+    quv::MemoryProbe probe;
+    EXPECT_EQ(k::hlsToRgb({hls, a, 4, 1, 0, 0, &probe}, 0), CLR_INVALID_TAG_DATA);
+    EXPECT_EQ(k::reference::hlsToRgb({hls, b, 4, 1, 0, 0, &probe}, 0), CLR_INVALID_TAG_DATA);
+    EXPECT_TRUE(std::equal(a, a + 12, b));
 }
 
 TEST(KernelIsa, PaddedRowsAndInPlaceAgreeToo) {

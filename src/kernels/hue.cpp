@@ -1,11 +1,13 @@
 #include "kernels/hue.h"
 
+#include "kernels/reference.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace quv::kernels {
 
-ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
+ClrStatus reference::rgbToHsv(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -34,7 +36,7 @@ ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
     });
 }
 
-ClrStatus hsvToRgb(const KernelIo& io, int orderFlag) {
+ClrStatus reference::hsvToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -65,7 +67,7 @@ ClrStatus hsvToRgb(const KernelIo& io, int orderFlag) {
 }
 
 // Hue in bytes: a sixth of the circle is 42, red at 0, green at 85, blue at 170.
-ClrStatus rgbToHls(const KernelIo& io, int orderFlag) {
+ClrStatus reference::rgbToHls(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -143,7 +145,7 @@ ClrStatus hlsRows(const KernelIo& io) {
 
 }  // namespace
 
-ClrStatus hlsToRgb(const KernelIo& io, int orderFlag) {
+ClrStatus reference::hlsToRgb(const KernelIo& io, int orderFlag) {
     const int64_t w = io.width > 0 ? io.width : 0;
     ClrStatus proved = proveBuffers(io, 3 * w, 3 * w);
     if (proved != CLR_SUCCESS) return proved;
@@ -185,7 +187,7 @@ constexpr double kThirdRangeShift = 2.6179938779166667;
 
 }  // namespace
 
-ClrStatus hsiToRgb(const KernelIo& io, int orderFlag) {
+ClrStatus reference::hsiToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -212,5 +214,233 @@ ClrStatus hsiToRgb(const KernelIo& io, int orderFlag) {
         });
     });
 }
+
+// The kernels the conversions call. The divisions whose operands are a few
+// bytes are looked up in tables of the reference's own results, and the
+// choices among channels are selects rather than jumps.
+namespace {
+
+// mulDiv(n, k, d) for 0 <= n <= d <= 255; row d = 0 holds zeros.
+using ByteQuotients = uint8_t[256][256];
+
+struct HueTables {
+    ByteQuotients hsvSat;    // [max][delta]: delta x 255 / max
+    ByteQuotients hsvSixth;  // [delta][n]: n x 60 / delta
+    uint8_t hsvHueByte[360];
+    uint8_t hsvSector[256], hsvFraction[256];
+    uint8_t hsvPick[256][3];  // for each hue byte, which of v, p, q, t goes to R, G, B
+    ByteQuotients hlsSat;     // [max][min]
+    ByteQuotients hlsSixth;   // [delta][n]: (n x 42 + delta / 2) / delta
+    uint8_t hlsWeight[3][256];  // for each hue byte, R's, G's and B's share of m2 - m1, in 42nds (up to 43)
+    ByteQuotients hlsM2;        // [l][s]
+    uint8_t hlsShare[256][44];  // [m2 - m1][weight], weights 0..43: ((m2 - m1) x weight + 21) / 42
+};
+
+int32_t hlsWeightOf(int32_t x) { return x < 42 ? x : x < 127 ? 42 : x < 170 ? 170 - x : 0; }
+
+const HueTables& hueTables() {
+    static const HueTables* table = [] {
+        auto* t = new HueTables{};
+        for (int32_t d = 1; d < 256; ++d)
+            for (int32_t n = 0; n <= d; ++n) {
+                t->hsvSat[d][n] = static_cast<uint8_t>(mulDiv(n, 255, d));
+                t->hsvSixth[d][n] = static_cast<uint8_t>(mulDiv(n, 60, d));
+                t->hlsSixth[d][n] = static_cast<uint8_t>((n * 42 + d / 2) / d);
+            }
+        for (int32_t h = 0; h < 360; ++h) t->hsvHueByte[h] = static_cast<uint8_t>(h * 255 / 360);
+        static constexpr uint8_t kPick[6][3] = {{0, 3, 1}, {2, 0, 1}, {1, 0, 3}, {1, 2, 0}, {3, 1, 0}, {0, 1, 2}};
+        for (int32_t hue = 0; hue < 256; ++hue) {
+            int32_t h = hue * 360 / 255;
+            if (h == 360) h = 0;
+            const int32_t sector = h / 60;
+            t->hsvSector[hue] = static_cast<uint8_t>(sector);
+            t->hsvFraction[hue] = static_cast<uint8_t>(h - 60 * sector);
+            for (int c = 0; c < 3; ++c) t->hsvPick[hue][c] = kPick[sector][c];
+            t->hlsWeight[0][hue] = static_cast<uint8_t>(hlsWeightOf(hue >= 171 ? hue + 85 - 255 : hue + 85));
+            t->hlsWeight[1][hue] = static_cast<uint8_t>(hlsWeightOf(hue));
+            t->hlsWeight[2][hue] = static_cast<uint8_t>(hlsWeightOf(hue >= 85 ? hue - 85 : hue + 170));
+        }
+        for (int32_t l = 0; l < 256; ++l)
+            for (int32_t sat = 0; sat < 256; ++sat)
+                t->hlsM2[l][sat] = static_cast<uint8_t>(l < 128 ? (l * (255 + sat) + 127) / 255
+                                                                : l + sat - (l * sat + 127) / 255);
+        for (int32_t d = 0; d < 256; ++d)
+            for (int32_t weight = 0; weight <= 43; ++weight)
+                t->hlsShare[d][weight] = static_cast<uint8_t>((d * weight + 21) / 42);
+        for (int32_t max = 1; max < 256; ++max)
+            for (int32_t min = 0; min < max; ++min) {
+                const int32_t sum = max + min, delta = max - min;
+                const int32_t l = (sum + 1) * 255 / 510;
+                t->hlsSat[max][min] = static_cast<uint8_t>(l >= 128 ? (delta * 255 + (510 - sum) / 2) / (510 - sum)
+                                                                    : (delta * 255 + sum / 2) / sum);
+            }
+        return t;
+    }();
+    return *table;
+}
+
+// Which channel holds the maximum, R before G before B on ties, as masks:
+// the choice depends on the data, and a jump on it mispredicts.
+struct Side {
+    int32_t r, g, b;
+    Side(int32_t red, int32_t green, int32_t max)
+        : r(-int32_t{red == max}), g(~r & -int32_t{green == max}), b(~(r | g)) {}
+    int32_t pick(int32_t ifR, int32_t ifG, int32_t ifB) const { return (r & ifR) | (g & ifG) | (b & ifB); }
+};
+
+}  // namespace
+
+ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
+    const HueTables& t = hueTables();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const int32_t r = s[R], g = s[1], b = s[B];
+            const int32_t max = std::max({r, g, b});
+            const int32_t delta = max - std::min({r, g, b});
+            const Side side(r, g, max);
+            const int32_t diff = side.pick(g - b, b - r, r - g);
+            const int32_t base = side.pick(0, 120, 240);
+            const int32_t sixth = t.hsvSixth[delta][diff < 0 ? -diff : diff];
+            int32_t h = base + (diff < 0 ? -sixth : sixth);
+            h += 360 & (h >> 31);
+            d[0] = t.hsvHueByte[h];
+            d[1] = t.hsvSat[max][delta];
+            d[2] = static_cast<uint8_t>(max);
+        });
+    });
+}
+
+// With S 0 all of p, q and t equal v, so grey needs no case of its own.
+ClrStatus hsvToRgb(const KernelIo& io, int orderFlag) {
+    const HueTables& t = hueTables();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const uint32_t hue = s[0], sat = s[1], v = s[2];
+            const uint32_t f = t.hsvFraction[hue];
+            const uint32_t sv = sat * v;
+            const uint32_t values[4] = {v, v - sv / 255, v - f * sv / 15300, v - (60 - f) * sv / 15300};
+            const uint8_t* pick = t.hsvPick[hue];
+            d[R] = static_cast<uint8_t>(values[pick[0]]);
+            d[1] = static_cast<uint8_t>(values[pick[1]]);
+            d[B] = static_cast<uint8_t>(values[pick[2]]);
+        });
+    });
+}
+
+ClrStatus rgbToHls(const KernelIo& io, int orderFlag) {
+    const HueTables& t = hueTables();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const int32_t r = s[R], g = s[1], b = s[B];
+            const int32_t max = std::max({r, g, b});
+            const int32_t min = std::min({r, g, b});
+            const uint8_t* sixth = t.hlsSixth[max - min];
+            const int32_t rd = sixth[max - r], gd = sixth[max - g], bd = sixth[max - b];
+            int32_t h = Side(r, g, max).pick(bd - gd, rd - bd + 85, gd - rd + 170);
+            h += 255 & (h >> 31);
+            d[0] = static_cast<uint8_t>(h);
+            d[1] = static_cast<uint8_t>((max + min + 1) * 255 / 510);
+            d[2] = t.hlsSat[max][min];
+        });
+    });
+}
+
+namespace {
+
+template <int R, int B>
+ClrStatus hlsRowsFast(const KernelIo& io, const HueTables& t) {
+    const uint8_t* s = io.src;
+    uint8_t* d = io.dst;
+    const int32_t sp = padBytes(io.srcPad), dp = padBytes(io.dstPad);
+    for (int32_t y = 0; y < io.height; ++y, s += sp, d += dp) {
+        for (int32_t x = 0; x < io.width; ++x, s += 3, d += 3) {
+            const int32_t h = s[0], l = s[1], sat = s[2];
+            if (sat == 0 && h != 0) return CLR_INVALID_TAG_DATA;
+            // m2 is at least l and at most 2 l, so m1 and m2 - m1 are never
+            // negative, and a channel is m1 plus its share of the difference.
+            const int32_t m2 = t.hlsM2[l][sat];
+            const int32_t m1 = 2 * l - m2;
+            const uint8_t* share = t.hlsShare[m2 - m1];
+            auto channel = [&](int c) {
+                const int32_t v = m1 + share[t.hlsWeight[c][h]];
+                return static_cast<uint8_t>((v * 255 + 127) / 255);
+            };
+            d[R] = channel(0);
+            d[1] = channel(1);
+            d[B] = channel(2);
+        }
+    }
+    return CLR_SUCCESS;
+}
+
+}  // namespace
+
+ClrStatus hlsToRgb(const KernelIo& io, int orderFlag) {
+    const int64_t w = io.width > 0 ? io.width : 0;
+    ClrStatus proved = proveBuffers(io, 3 * w, 3 * w);
+    if (proved != CLR_SUCCESS) return proved;
+    const HueTables& t = hueTables();
+    return orderFlag ? hlsRowsFast<0, 2>(io, t) : hlsRowsFast<2, 0>(io, t);
+}
+
+namespace {
+
+// For each hue byte: its third of the circle (3 for none), the two cosines
+// of the formula, and where the low, formula and remaining channel go.
+struct HsiInverse {
+    double cosHue[256], cosShifted[256];
+    uint8_t pick[256][3];
+    double fraction[256], complement[256];  // S / 255 and 1 - S / 255
+};
+
+const HsiInverse& hsiInverse() {
+    static const HsiInverse* table = [] {
+        auto* t = new HsiInverse{};
+        static constexpr uint8_t kPick[4][3] = {{1, 2, 0}, {0, 1, 2}, {2, 0, 1}, {3, 3, 3}};
+        for (int v = 0; v < 256; ++v) {
+            const double x = v / 255.0 * kPi;
+            int third = 3;
+            double shift = 0;
+            if (0 <= x && x <= kThirdTurn)
+                third = 0, shift = kThirdTurn;
+            else if (kThirdTurn <= x && x <= kTwoThirdsTurn)
+                third = 1, shift = kPi;
+            else if (kTwoThirdsTurn <= x && x <= 6.283185307)
+                third = 2, shift = kThirdRangeShift;
+            t->cosHue[v] = std::cos(x);
+            t->cosShifted[v] = std::cos(shift - x);
+            for (int c = 0; c < 3; ++c) t->pick[v][c] = kPick[third][c];
+            const double sat = v / 255.0;
+            t->fraction[v] = sat;
+            t->complement[v] = 1.0 - sat;
+        }
+        return t;
+    }();
+    return *table;
+}
+
+}  // namespace
+
+ClrStatus hsiToRgb(const KernelIo& io, int orderFlag) {
+    const HsiInverse& t = hsiInverse();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const double i = s[0];
+            const int h = s[1], sat = s[2];
+            const int32_t low = short16(t.complement[sat] * i);
+            const int32_t formula = short16((t.cosHue[h] * t.fraction[sat] / t.cosShifted[h] + 1.0) * i);
+            const int32_t values[4] = {low, formula, short16(3.0 * i - (low + formula)), 0};
+            const uint8_t* pick = t.pick[h];
+            d[R] = static_cast<uint8_t>(clamp(values[pick[0]], 0, 255));
+            d[1] = static_cast<uint8_t>(clamp(values[pick[1]], 0, 255));
+            d[B] = static_cast<uint8_t>(clamp(values[pick[2]], 0, 255));
+        });
+    });
+}
+
 
 }  // namespace quv::kernels

@@ -10,6 +10,10 @@
 #include <cstdint>
 #include <type_traits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace quv::kernels {
 
 // A kernel's buffers. The pads are bytes skipped after each row; values
@@ -40,9 +44,14 @@ uint64_t walkExtent(int64_t rowBytes, int32_t pad, int32_t height);
 ClrStatus proveBuffers(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes);
 
 // Conversion of a double to a 32-bit integer toward zero; NaN, infinities
-// and values out of range give INT32_MIN.
+// and values out of range give INT32_MIN. That is what x86's truncating
+// conversion does by itself, without a branch.
 inline int32_t truncToInt(double x) {
+#if defined(__SSE2__)
+    return _mm_cvttsd_si32(_mm_set_sd(x));
+#else
     return (x > -2147483649.0 && x < 2147483648.0) ? static_cast<int32_t>(x) : INT32_MIN;
+#endif
 }
 
 // Sum and difference in 32 bits that wrap, as the fixed-point formulas are

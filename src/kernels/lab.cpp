@@ -1,5 +1,7 @@
 #include "kernels/lab.h"
 
+#include "kernels/reference.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -193,7 +195,7 @@ ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
 }
 
 // The decoding white (0.95, 1, 1.088) differs from the encoding one.
-ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
+ClrStatus reference::labToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -216,6 +218,90 @@ ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
             d[R] = encode(r);
             d[1] = encode(gr);
             d[B] = encode(bl);
+        });
+    });
+}
+
+namespace {
+
+double labInverseF(double t) {
+    return clamp(t > 0.20689 ? t * (t * t) : (t - 0.13793103448275862) / 7.7867, 0.0, 1.0);
+}
+
+uint8_t gammaEncode(double v) { return limitByte(truncToInt(std::pow(clamp(v, 0.0, 1.0), 0.45) * 255.0 + 0.5)); }
+
+// What the inverse takes from one byte, and the gamma encoding as the
+// values where its byte steps up: the byte of v is the count of thresholds
+// at or below it. The thresholds are found by bisecting the bits of the
+// doubles in [0, 1] against the encoding itself, so they hold wherever the
+// encoding rises with v; the exhaustive test checks every input.
+struct LabInverse {
+    double fy[256], y[256];         // by L byte
+    double aPart[256], bPart[256];  // a / 500 and b / 200 by byte
+    double steps[256];              // entry k: the least v whose byte passes k; the last never reached
+    static constexpr int kBuckets = 1 << 16;
+    uint8_t start[kBuckets + 1];    // thresholds at or below bucket / kBuckets
+    int32_t extra;                  // most thresholds inside one bucket
+
+    uint8_t encode(double v) const {
+        const double c = clamp(v, 0.0, 1.0);
+        int32_t k = start[truncToInt(c * kBuckets)];
+        for (int32_t n = 0; n < extra; ++n) k += c >= steps[k];
+        return static_cast<uint8_t>(k);
+    }
+};
+
+const LabInverse& labInverse() {
+    static const LabInverse* table = [] {
+        auto* t = new LabInverse{};
+        for (int v = 0; v < 256; ++v) {
+            t->fy[v] = (v / 2.55 + 16.0) / 116.0;
+            t->y[v] = labInverseF(t->fy[v]);
+            t->aPart[v] = static_cast<int8_t>(v) / 500.0;
+            t->bPart[v] = static_cast<int8_t>(v) / 200.0;
+        }
+        auto bitsOf = [](double d) { uint64_t u; std::memcpy(&u, &d, sizeof u); return u; };
+        auto ofBits = [](uint64_t u) { double d; std::memcpy(&d, &u, sizeof d); return d; };
+        for (int k = 0; k < 255; ++k) {
+            uint64_t lo = bitsOf(0.0), hi = bitsOf(1.0);  // encode(lo) <= k < encode(hi)
+            while (hi - lo > 1) {
+                const uint64_t mid = lo + (hi - lo) / 2;
+                (gammaEncode(ofBits(mid)) > k ? hi : lo) = mid;
+            }
+            t->steps[k] = ofBits(hi);
+        }
+        t->steps[255] = HUGE_VAL;
+        int32_t below = 0;
+        for (int32_t b = 0; b <= LabInverse::kBuckets; ++b) {
+            const double edge = static_cast<double>(b) / LabInverse::kBuckets;
+            while (below < 255 && t->steps[below] <= edge) ++below;
+            t->start[b] = static_cast<uint8_t>(below);
+            int32_t inside = below;
+            while (inside < 255 && t->steps[inside] < static_cast<double>(b + 1) / LabInverse::kBuckets) ++inside;
+            t->extra = std::max(t->extra, inside - below);
+        }
+        return t;
+    }();
+    return *table;
+}
+
+}  // namespace
+
+ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
+    const LabInverse& t = labInverse();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const double fy = t.fy[s[0]];
+            const double fx = t.aPart[s[1]] + fy;
+            const double fz = fy - t.bPart[s[2]];
+            const double y = t.y[s[0]], x = labInverseF(fx) * 0.95, z = labInverseF(fz) * 1.088;
+            const double r = x * 3.240478992462158 - y * 1.5371500253677368 - z * 0.49853500723838806;
+            const double gr = y * 1.875991940498352 - x * 0.9692559838294983 + z * 0.04155600070953369;
+            const double bl = x * 0.05564799904823303 - y * 0.20404300093650818 + z * 1.0573110580444336;
+            d[R] = t.encode(r);
+            d[1] = t.encode(gr);
+            d[B] = t.encode(bl);
         });
     });
 }
@@ -288,7 +374,7 @@ ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderF
     return status;
 }
 
-ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
+ClrStatus reference::labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
     const int64_t w = io.width > 0 ? io.width : 0;
     if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
@@ -310,6 +396,75 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
                 const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(fixMul16(m[1], Y)) +
                                    static_cast<uint32_t>(fixMul16(m[2], Z));
                 rgb[row] = static_cast<uint8_t>(labSearchIndexed(t, static_cast<int32_t>(v)));
+            }
+            d[R] = rgb[0];
+            d[1] = rgb[1];
+            d[B] = rgb[2];
+        });
+        return CLR_SUCCESS;
+    });
+}
+
+namespace {
+
+// What the fixed-point decode takes from one byte, for one record: fy and
+// the Y products by L, the chroma terms by a and by b. The thresholds get an
+// end entry no value passes. `bounded`: they rise and lie in [0, 1) at 4.28,
+// so every value below 0 counts none and every value above 1 counts all,
+// and the search needs no fallback.
+struct LabDecodeRun {
+    int32_t fy[256], yTerm[3][256], aTerm[256], bTerm[256];
+    int32_t steps[256];
+    bool bounded;
+
+    explicit LabDecodeRun(const LabDecodeTables& t) {
+        const auto lScale = static_cast<int32_t>(t.lScale);
+        const auto aScale = static_cast<int32_t>(t.aScale);
+        const auto bScale = static_cast<int32_t>(t.bScale);
+        for (int32_t v = 0; v < 256; ++v) {
+            fy[v] = fixMul16(lScale, truncToInt(static_cast<float>(v << 16) - t.lBias));
+            const int32_t y = labFinv(fy[v]);
+            for (int row = 0; row < 3; ++row) yTerm[row][v] = fixMul16(t.fixedMatrix[3 * row + 1], y);
+            aTerm[v] = wrapMul(aScale, wrapSub(v, t.aOffset));
+            bTerm[v] = wrapMul(bScale, wrapSub(v, t.bOffset));
+        }
+        std::copy(t.encodeThresholds, t.encodeThresholds + 255, steps);
+        steps[255] = INT32_MAX;
+        bounded = steps[0] >= 0 && steps[254] < (1 << 28) && std::is_sorted(steps, steps + 255);
+    }
+
+    // The count of thresholds at or below v: from the record's index, two
+    // steps without a branch, then a loop that rarely runs.
+    int32_t search(const LabDecodeTables& t, int32_t v) const {
+        if (!bounded) return labSearchIndexed(t, v);
+        const int32_t c = clamp(v, 0, (1 << 28) - 1);
+        int32_t i = t.searchStart[c >> 16];
+        i += steps[i] <= c;
+        i += steps[i] <= c;
+        while (steps[i] <= c) ++i;
+        return v < 0 ? 0 : i;
+    }
+};
+
+}  // namespace
+
+ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
+    if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
+    const int64_t w = io.width > 0 ? io.width : 0;
+    if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
+    const LabDecodeRun run(t);
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        forEachPixel<3, 3>(io, [&](const uint8_t* s, uint8_t* d) {
+            const int32_t l = s[0];
+            const int32_t fy = run.fy[l];
+            const int32_t X = labFinv(wrapAdd(fy, run.aTerm[s[1]])), Z = labFinv(wrapSub(fy, run.bTerm[s[2]]));
+            uint8_t rgb[3];
+            for (int row = 0; row < 3; ++row) {
+                const int32_t* m = t.fixedMatrix + 3 * row;
+                const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(run.yTerm[row][l]) +
+                                   static_cast<uint32_t>(fixMul16(m[2], Z));
+                rgb[row] = static_cast<uint8_t>(run.search(t, static_cast<int32_t>(v)));
             }
             d[R] = rgb[0];
             d[1] = rgb[1];

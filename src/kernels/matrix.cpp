@@ -1,5 +1,7 @@
 #include "kernels/matrix.h"
 
+#include "kernels/reference.h"
+
 namespace quv::kernels {
 namespace {
 
@@ -56,7 +58,7 @@ ClrStatus rgbToYiq(const KernelIo& io, int orderFlag) {
     });
 }
 
-ClrStatus yiqToRgb(const KernelIo& io, int orderFlag) {
+ClrStatus reference::yiqToRgb(const KernelIo& io, int orderFlag) {
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapPixels<3, 3>(io, [](const uint8_t* s, uint8_t* d) {
@@ -66,6 +68,56 @@ ClrStatus yiqToRgb(const KernelIo& io, int orderFlag) {
             const uint8_t r = toByte(i * 0.956 + y + q * 0.621, 0, 255);
             const uint8_t g = toByte(y - i * 0.272 - q * 0.647, 0, 255);
             const uint8_t b = toByte(y - i * 1.105 + q * 1.702, 0, 255);
+            d[R] = r;
+            d[1] = g;
+            d[B] = b;
+        });
+    });
+}
+
+
+namespace {
+
+// Every product of the inverse has one byte as its only input: the decoded
+// Y, and I and Q times each of their weights, are looked up.
+struct YiqInverse {
+    double y[256];
+    double iR[256], iG[256], iB[256];
+    double qR[256], qG[256], qB[256];
+};
+
+const YiqInverse& yiqInverse() {
+    static const YiqInverse table = [] {
+        YiqInverse t{};
+        for (int v = 0; v < 256; ++v) {
+            const double y = truncToInt(v / 255.0 * 263.0);
+            const double i = truncToInt(v / 255.0 * 303.0 - 152.0);
+            const double q = truncToInt(v / 255.0 * 267.0 - 134.0);
+            t.y[v] = y;
+            t.iR[v] = i * 0.956;
+            t.iG[v] = i * 0.272;
+            t.iB[v] = i * 1.105;
+            t.qR[v] = q * 0.621;
+            t.qG[v] = q * 0.647;
+            t.qB[v] = q * 1.702;
+        }
+        return t;
+    }();
+    return table;
+}
+
+}  // namespace
+
+ClrStatus yiqToRgb(const KernelIo& io, int orderFlag) {
+    const YiqInverse& t = yiqInverse();
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+            const double y = t.y[s[0]];
+            const int i = s[1], q = s[2];
+            const uint8_t r = toByte(t.iR[i] + y + t.qR[q], 0, 255);
+            const uint8_t g = toByte(y - t.iG[i] - t.qG[q], 0, 255);
+            const uint8_t b = toByte(y - t.iB[i] + t.qB[q], 0, 255);
             d[R] = r;
             d[1] = g;
             d[B] = b;
