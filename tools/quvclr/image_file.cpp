@@ -137,7 +137,7 @@ void jpegMessage(j_common_ptr cinfo, int level) {
 std::string readJpeg(const std::string& path, Image* image) {
     File file(std::fopen(path.c_str(), "rb"));
     if (!file) return "cannot open " + path;
-    jpeg_decompress_struct cinfo;
+    jpeg_decompress_struct cinfo{};  // zeroed: destroying it before creation is then harmless
     JpegError err{};
     cinfo.err = jpeg_std_error(&err.manager);
     err.manager.error_exit = jpegExit;
@@ -179,7 +179,7 @@ std::string readJpeg(const std::string& path, Image* image) {
 // `row` holds one row of the image; it lives outside the frame that longjmp returns to.
 std::string compressJpeg(FILE* file, const Image& image, uint8_t* row) {
     const size_t rowBytes = size_t(image.width) * image.channels;
-    jpeg_compress_struct cinfo;
+    jpeg_compress_struct cinfo{};
     JpegError err{};
     cinfo.err = jpeg_std_error(&err.manager);
     err.manager.error_exit = jpegExit;

@@ -107,7 +107,8 @@ size_t imageBytes(ClrSpace space, int32_t width, int32_t height) {
 struct Method {
     std::string name = "builtin";
     std::string inProfile, outProfile, table;
-    std::vector<uint8_t> inProfileBytes;  // the input image's own profile, used when there is no inProfile
+    std::vector<uint8_t> inProfileBytes;   // the input image's own profile, used when there is no inProfile
+    std::vector<uint8_t> outProfileBytes;  // used when there is no outProfile
     int gcr = -1;  // CMYK grey-component replacement level, -1 for the default
 };
 
@@ -171,8 +172,10 @@ ClrStatus makeHandle(const Method& m, ClrSpace from, ClrSpace to, bool reverse, 
     setPath(params.emulationTablePath, m.table);
     ClrCmykParams cmyk{sizeof(ClrCmykParams), m.gcr, 1};
     if (m.gcr >= 0) params.cmykParams = &cmyk;
-    ClrProfileBlock block{sizeof(ClrProfileBlock), m.inProfileBytes.data(), m.inProfileBytes.size()};
-    if (!m.inProfileBytes.empty()) *(reverse ? &params.outputProfileBlock : &params.inputProfileBlock) = &block;
+    ClrProfileBlock inBlock{sizeof(ClrProfileBlock), m.inProfileBytes.data(), m.inProfileBytes.size()};
+    ClrProfileBlock outBlock{sizeof(ClrProfileBlock), m.outProfileBytes.data(), m.outProfileBytes.size()};
+    if (!m.inProfileBytes.empty()) *(reverse ? &params.outputProfileBlock : &params.inputProfileBlock) = &inBlock;
+    if (!m.outProfileBytes.empty()) *(reverse ? &params.inputProfileBlock : &params.outputProfileBlock) = &outBlock;
     return Quv_ClrInit(handle, from, to, &params);
 }
 
@@ -769,10 +772,18 @@ int convertImageFile(const std::string& in, const std::string& out, const SpaceN
         if (method.inProfile.empty()) {
             IccProfile own;
             Quv_InitICCProfile(&own, sizeof own);
-            if (Quv_LoadICCProfileA(in.c_str(), &own, nullptr) == CLR_SUCCESS && own.image && own.dataSize) {
+            // A grey image read as RGB may carry a grey profile: it cannot serve.
+            const uint32_t wanted = source.space == ClrSpaceCmyk ? 0x434D594Bu : 0x52474220u;  // "CMYK", "RGB "
+            uint32_t space = 0;
+            if (Quv_LoadICCProfileA(in.c_str(), &own, nullptr) == CLR_SUCCESS && own.image && own.dataSize >= 20)
+                space = uint32_t(own.image[16]) << 24 | own.image[17] << 16 | own.image[18] << 8 | own.image[19];
+            if (space == wanted) {
                 method.inProfileBytes.assign(own.image, own.image + own.dataSize);
                 std::printf("  source profile: the one embedded in %s, %zu bytes\n", in.c_str(),
                             method.inProfileBytes.size());
+            } else if (space) {
+                std::printf("  source profile: the one in %s describes %s, not %s; the embedded %s profile stands "
+                            "in\n", in.c_str(), sigText(space).c_str(), source.name, role(embeddedIn));
             } else {
                 std::printf("  source profile: %s holds none and no --in-profile was given; the embedded %s "
                             "profile stands in\n", in.c_str(), role(embeddedIn));
@@ -786,11 +797,12 @@ int convertImageFile(const std::string& in, const std::string& out, const SpaceN
                 return 1;
             }
         } else {
+            // Given as bytes, so that the library's own stand-in serves the source side.
+            method.outProfileBytes = outIcc = embeddedBytes(embeddedOut, &status);
             std::printf("  destination profile: none given; the embedded %s profile stands in\n", role(embeddedOut));
         }
     }
-    if ((methodValue == CLR_METHOD_ICC || (methodValue == CLR_METHOD_CUSTOM_ICC && outIcc.empty())) && imageOut)
-        outIcc = embeddedBytes(embeddedOut, &status);
+    if (methodValue == CLR_METHOD_ICC && imageOut) outIcc = embeddedBytes(embeddedOut, &status);
 
     std::vector<uint8_t> converted(imageBytes(dest.space, image.width, image.height));
     ClrHandle* handle = nullptr;
