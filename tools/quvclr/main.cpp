@@ -759,6 +759,10 @@ int convertImageFile(const std::string& in, const std::string& out, const SpaceN
                      dest.name);
         return 2;
     }
+    if (dest.space == ClrSpaceCmyk && quvclr_tool::formatOfName(out) == quvclr_tool::FileFormat::Png) {
+        std::fprintf(stderr, "quvclr convert: PNG holds no CMYK; write a TIFF or JPEG\n");
+        return 2;
+    }
     std::printf("quvclr convert: %s, %d x %d pixels, %s\n", in.c_str(), image.width, image.height, source.name);
 
     // The profiles: the ones given, else the input's own, else the library's
