@@ -6,6 +6,9 @@
 #include <iterator>
 #include <sstream>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace quvclr_tool {
 namespace {
 
@@ -52,7 +55,7 @@ std::string readPpm(const std::string& path, Image* image) {
     std::ifstream in(path, std::ios::binary);
     if (!in) return "cannot open " + path;
     std::string magic, w, h, maxval;
-    if (!nextToken(in, &magic) || magic != "P6") return path + " is not a binary PPM (P6)";
+    if (!nextToken(in, &magic) || magic != "P6") return path + " is not a PNG, JPEG, TIFF or binary PPM (P6) file";
     if (!nextToken(in, &w) || !nextToken(in, &h) || !nextToken(in, &maxval)) return path + ": truncated header";
     if (maxval != "255") return path + ": only maxval 255 is supported";
     image->width = std::stoi(w);
@@ -64,12 +67,46 @@ std::string readPpm(const std::string& path, Image* image) {
     return {};
 }
 
+// Writes through a temporary beside `path`, renamed over it when complete.
+int temporaryBeside(const std::string& path, std::string* temp) {
+    *temp = path + ".XXXXXX";
+    const int fd = ::mkstemp(temp->data());
+    if (fd < 0) return fd;
+    const mode_t mask = ::umask(0);  // mkstemp made it private; give it the usual mode
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);
+    return fd;
+}
+
+template <class Write>
+std::string writeBeside(const std::string& path, Write write) {
+    std::string temp;
+    const int fd = temporaryBeside(path, &temp);
+    if (fd < 0) return "cannot create a temporary beside " + path;
+    ::close(fd);
+    {
+        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+        if (!out) return "cannot create " + temp;
+        write(out);
+        out.flush();
+        if (!out) {
+            out.close();
+            std::remove(temp.c_str());
+            return "cannot write " + path;
+        }
+    }
+    if (std::rename(temp.c_str(), path.c_str()) != 0) {
+        std::remove(temp.c_str());
+        return "cannot rename into " + path;
+    }
+    return {};
+}
+
 std::string writePpm(const std::string& path, const Image& rgb) {
-    std::ofstream out(path, std::ios::binary);
-    if (!out) return "cannot create " + path;
-    out << "P6\n" << rgb.width << ' ' << rgb.height << "\n255\n";
-    out.write(reinterpret_cast<const char*>(rgb.bytes.data()), static_cast<std::streamsize>(rgb.bytes.size()));
-    return out ? std::string{} : "cannot write " + path;
+    return writeBeside(path, [&](std::ofstream& out) {
+        out << "P6\n" << rgb.width << ' ' << rgb.height << "\n255\n";
+        out.write(reinterpret_cast<const char*>(rgb.bytes.data()), static_cast<std::streamsize>(rgb.bytes.size()));
+    });
 }
 
 std::string readRaw(const std::string& path, size_t expectedBytes, std::vector<uint8_t>* bytes) {
@@ -85,10 +122,9 @@ std::string readRaw(const std::string& path, size_t expectedBytes, std::vector<u
 }
 
 std::string writeRaw(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    if (!out) return "cannot create " + path;
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return out ? std::string{} : "cannot write " + path;
+    return writeBeside(path, [&](std::ofstream& out) {
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    });
 }
 
 Image colourChart() {

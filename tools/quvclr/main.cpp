@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <initializer_list>
 #include <map>
 #include <string>
@@ -105,6 +107,8 @@ size_t imageBytes(ClrSpace space, int32_t width, int32_t height) {
 struct Method {
     std::string name = "builtin";
     std::string inProfile, outProfile, table;
+    std::vector<uint8_t> inProfileBytes;   // the input image's own profile, used when there is no inProfile
+    std::vector<uint8_t> outProfileBytes;  // used when there is no outProfile
     int gcr = -1;  // CMYK grey-component replacement level, -1 for the default
 };
 
@@ -168,6 +172,10 @@ ClrStatus makeHandle(const Method& m, ClrSpace from, ClrSpace to, bool reverse, 
     setPath(params.emulationTablePath, m.table);
     ClrCmykParams cmyk{sizeof(ClrCmykParams), m.gcr, 1};
     if (m.gcr >= 0) params.cmykParams = &cmyk;
+    ClrProfileBlock inBlock{sizeof(ClrProfileBlock), m.inProfileBytes.data(), m.inProfileBytes.size()};
+    ClrProfileBlock outBlock{sizeof(ClrProfileBlock), m.outProfileBytes.data(), m.outProfileBytes.size()};
+    if (!m.inProfileBytes.empty()) *(reverse ? &params.outputProfileBlock : &params.inputProfileBlock) = &inBlock;
+    if (!m.outProfileBytes.empty()) *(reverse ? &params.inputProfileBlock : &params.outputProfileBlock) = &outBlock;
     return Quv_ClrInit(handle, from, to, &params);
 }
 
@@ -236,27 +244,52 @@ int chartTour() {
     return failures == 0 ? 0 : 1;
 }
 
-void usage() {
-    std::printf(
-        "usage:\n"
-        "  quvclr                       convert the built-in chart from rgb to each formula space and back\n"
-        "  quvclr convert [options]     convert an image between two spaces\n"
-        "      --from SPACE             source space (default rgb)\n"
-        "      --to SPACE               destination space (default yuv)\n"
-        "      --in FILE                input: binary PPM for rgb, raw bytes otherwise (default: the chart)\n"
-        "      --size WxH               size of a raw input\n"
-        "      --out FILE               output: binary PPM for rgb, raw bytes otherwise\n"
-        "      --method NAME            builtin (default), icc, custom, emulation, custom-emulation, auto\n"
-        "      --in-profile FILE        source ICC profile (method custom)\n"
-        "      --out-profile FILE       destination ICC profile (method custom)\n"
-        "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
-        "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
-        "  quvclr spaces                list the colour spaces\n"
-        "  quvclr profile FILE          print an ICC profile (an ICC file, or the one inside an image file):\n"
-        "                               header, tag table and decoded tags\n"
-        "  quvclr extract IMAGE OUT.icc write the profile inside an image file to an ICC file\n"
-        "  quvclr embed IMAGE FILE.icc  put an ICC profile into a TIFF, JPEG, GIF or WebP file\n"
-        "  quvclr embedded [ID [FILE]]  the embedded profiles: their facts, one in full, or its bytes to FILE\n");
+// What each command does and takes: `quvclr --help` prints them all,
+// `quvclr COMMAND --help` one.
+const struct {
+    const char* verb;
+    const char* text;
+} kHelp[] = {
+    {"", "  quvclr                       convert the built-in chart from rgb to each formula space and back\n"},
+    {"convert",
+     "  quvclr convert [IMAGE] [options]\n"
+     "                               convert an image between two spaces\n"
+     "      IMAGE, --in FILE         input: a PNG, JPEG or TIFF (8-bit RGB, grey, or CMYK for JPEG and TIFF,\n"
+     "                               told by content), a binary PPM for rgb, raw bytes otherwise\n"
+     "                               (default: the built-in chart)\n"
+     "      --from SPACE             source space of a PPM or raw input (default rgb; an image file's own)\n"
+     "      --to SPACE               destination space (default yuv)\n"
+     "      --size WxH               size of a raw input\n"
+     "      --out FILE               output: .png, .jpg or .tif for rgb or cmyk (written beside, then renamed,\n"
+     "                               with the output profile embedded), a PPM for rgb, raw bytes otherwise\n"
+     "      --method NAME            builtin (default), icc, custom, emulation, custom-emulation, auto\n"
+     "      --in-profile FILE        source ICC profile (method custom); default: the one inside the input\n"
+     "                               image, else the library's embedded profile of the source space\n"
+     "      --out-profile FILE       destination ICC profile (method custom); default: the library's\n"
+     "                               embedded profile of the destination space\n"
+     "      --table FILE             emulation table, a TIFF (method custom-emulation)\n"
+     "      --gcr N                  CMYK grey-component replacement, 0..1000\n"
+     "  example: quvclr convert photo.jpg --to cmyk --method custom --out-profile press.icc --out photo-cmyk.tif\n"},
+    {"spaces", "  quvclr spaces                list the colour spaces\n"},
+    {"profile",
+     "  quvclr profile FILE          print an ICC profile (an ICC file, or the one inside an image file):\n"
+     "                               header, tag table and decoded tags\n"},
+    {"extract", "  quvclr extract IMAGE OUT.icc write the profile inside an image file to an ICC file\n"},
+    {"embed", "  quvclr embed IMAGE FILE.icc  put an ICC profile into a TIFF, JPEG, GIF or WebP file\n"},
+    {"embedded", "  quvclr embedded [ID [FILE]]  the embedded profiles: their facts, one in full, or its bytes to FILE\n"},
+};
+
+void usage(const std::string& verb = "") {
+    std::printf("usage:\n");
+    for (const auto& h : kHelp)
+        if (verb.empty() || verb == h.verb) std::fputs(h.text, stdout);
+    if (verb.empty()) std::printf("  quvclr COMMAND --help        one command\n");
+}
+
+bool wantsHelp(int argc, char** argv) {
+    for (int i = 0; i < argc; ++i)
+        if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) return true;
+    return false;
 }
 
 // ---- profiles ----
@@ -704,11 +737,110 @@ int listSpaces() {
     return 0;
 }
 
+std::vector<uint8_t> fileBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A PNG, JPEG or TIFF through one handle to `dest`, written as an image file
+// (with the output profile embedded) or as raw bytes.
+int convertImageFile(const std::string& in, const std::string& out, const SpaceName& dest, ClrMethod methodValue,
+                     const char* methodText, Method& method) {
+    Image image;
+    std::string error = quvclr_tool::readImageFile(in, &image);
+    if (!error.empty()) {
+        std::fprintf(stderr, "quvclr convert: %s\n", error.c_str());
+        return 1;
+    }
+    const SpaceName& source = *findSpace(image.channels == 4 ? "cmyk" : "rgb");
+    const bool imageOut = quvclr_tool::formatOfName(out) != quvclr_tool::FileFormat::None;
+    if (imageOut && dest.space != ClrSpaceRgb && dest.space != ClrSpaceCmyk) {
+        std::fprintf(stderr, "quvclr convert: an image file holds rgb or cmyk, not %s; write raw bytes instead\n",
+                     dest.name);
+        return 2;
+    }
+    if (dest.space == ClrSpaceCmyk && quvclr_tool::formatOfName(out) == quvclr_tool::FileFormat::Png) {
+        std::fprintf(stderr, "quvclr convert: PNG holds no CMYK; write a TIFF or JPEG\n");
+        return 2;
+    }
+    std::printf("quvclr convert: %s, %d x %d pixels, %s\n", in.c_str(), image.width, image.height, source.name);
+
+    // The profiles: the ones given, else the input's own, else the library's
+    // embedded profile of each side (what the transform builder falls back to).
+    const uint32_t embeddedIn = source.space == ClrSpaceCmyk ? CLR_EMBEDDED_PROFILE_CMYK : CLR_EMBEDDED_PROFILE_RGB;
+    const uint32_t embeddedOut = dest.space == ClrSpaceCmyk ? CLR_EMBEDDED_PROFILE_CMYK : CLR_EMBEDDED_PROFILE_RGB;
+    auto role = [](uint32_t id) { return id == CLR_EMBEDDED_PROFILE_CMYK ? "printer CMYK" : "display RGB"; };
+    std::vector<uint8_t> outIcc;
+    ClrStatus status = CLR_SUCCESS;
+    if (methodValue == CLR_METHOD_CUSTOM_ICC) {
+        if (method.inProfile.empty()) {
+            IccProfile own;
+            Quv_InitICCProfile(&own, sizeof own);
+            // A grey image read as RGB may carry a grey profile: it cannot serve.
+            const uint32_t wanted = source.space == ClrSpaceCmyk ? 0x434D594Bu : 0x52474220u;  // "CMYK", "RGB "
+            uint32_t space = 0;
+            if (Quv_LoadICCProfileA(in.c_str(), &own, nullptr) == CLR_SUCCESS && own.image && own.dataSize >= 20)
+                space = uint32_t(own.image[16]) << 24 | own.image[17] << 16 | own.image[18] << 8 | own.image[19];
+            if (space == wanted) {
+                method.inProfileBytes.assign(own.image, own.image + own.dataSize);
+                std::printf("  source profile: the one embedded in %s, %zu bytes\n", in.c_str(),
+                            method.inProfileBytes.size());
+            } else if (space) {
+                std::printf("  source profile: the one in %s describes %s, not %s; the embedded %s profile stands "
+                            "in\n", in.c_str(), sigText(space).c_str(), source.name, role(embeddedIn));
+            } else {
+                std::printf("  source profile: %s holds none and no --in-profile was given; the embedded %s "
+                            "profile stands in\n", in.c_str(), role(embeddedIn));
+            }
+            Quv_FreeICCProfile(&own);
+        }
+        if (!method.outProfile.empty()) {
+            outIcc = fileBytes(method.outProfile);
+            if (outIcc.empty()) {
+                std::fprintf(stderr, "quvclr convert: cannot read %s\n", method.outProfile.c_str());
+                return 1;
+            }
+        } else {
+            // Given as bytes, so that the library's own stand-in serves the source side.
+            method.outProfileBytes = outIcc = embeddedBytes(embeddedOut, &status);
+            std::printf("  destination profile: none given; the embedded %s profile stands in\n", role(embeddedOut));
+        }
+    }
+    if (methodValue == CLR_METHOD_ICC && imageOut) outIcc = embeddedBytes(embeddedOut, &status);
+
+    std::vector<uint8_t> converted(imageBytes(dest.space, image.width, image.height));
+    ClrHandle* handle = nullptr;
+    status = makeHandle(method, source.space, dest.space, false, &handle);
+    if (status == CLR_SUCCESS)
+        status = Quv_ClrConvert(handle, image.bytes.data(), converted.data(), image.width, image.height, 0, 0);
+    if (handle) Quv_ClrFree(handle);
+    std::printf("  %s -> %s by %s: %s (%d)\n", source.name, dest.name, methodText, statusName(status), status);
+    if (status < 0) {
+        std::fprintf(stderr, "quvclr convert: %s: %s (%d)\n", in.c_str(), statusName(status), status);
+        return 1;
+    }
+    if (out.empty()) return 0;
+    Image result{image.width, image.height, std::move(converted), dest.space == ClrSpaceCmyk ? 4 : 3};
+    error = imageOut ? quvclr_tool::writeImageFile(out, result, outIcc) : quvclr_tool::writeRaw(out, result.bytes);
+    if (!error.empty()) {
+        std::fprintf(stderr, "quvclr convert: %s\n", error.c_str());
+        return 1;
+    }
+    std::printf("  wrote %s%s\n", out.c_str(), outIcc.empty() ? "" : ", its profile embedded");
+    return 0;
+}
+
 int convert(int argc, char** argv) {
     std::string from = "rgb", to = "yuv", in, out, size, gcr;
+    bool fromGiven = false;
     Method method;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
+        if (arg[0] != '-' && in.empty()) {
+            in = arg;
+            continue;
+        }
+        fromGiven = fromGiven || arg == "--from";
         auto value = [&](std::string* target) {
             if (i + 1 >= argc) return false;
             *target = argv[++i];
@@ -722,7 +854,7 @@ int convert(int argc, char** argv) {
                   (arg == "--gcr" && value(&gcr));
         if (!ok) {
             std::fprintf(stderr, "quvclr convert: unknown or incomplete option %s\n", arg.c_str());
-            usage();
+            usage("convert");
             return 2;
         }
     }
@@ -739,6 +871,14 @@ int convert(int argc, char** argv) {
         return 2;
     }
     if (!gcr.empty()) method.gcr = std::atoi(gcr.c_str());
+
+    if (!in.empty() && quvclr_tool::formatOfContent(in) != quvclr_tool::FileFormat::None) {
+        if (fromGiven) {
+            std::fprintf(stderr, "quvclr convert: an image file brings its own space; leave out --from\n");
+            return 2;
+        }
+        return convertImageFile(in, out, *dest, methodValue, methodText, method);
+    }
 
     Image image;
     std::string error;
@@ -790,27 +930,28 @@ int convert(int argc, char** argv) {
 int main(int argc, char** argv) {
     if (argc < 2) return chartTour();
     const std::string verb = argv[1];
-    if (verb == "convert") return convert(argc - 2, argv + 2);
-    if (verb == "spaces") return listSpaces();
-    if (verb == "embedded") return embedded(argc - 2, argv + 2);
-    if (verb == "profile") {
-        if (argc != 3) {
-            usage();
-            return 2;
-        }
-        return printProfile(argv[2]);
-    }
-    if ((verb == "extract" || verb == "embed") && argc != 4) {
-        usage();
-        return 2;
-    }
-    if (verb == "extract") return extractProfile(argv[2], argv[3]);
-    if (verb == "embed") return embedProfile(argv[2], argv[3]);
     if (verb == "--help" || verb == "-h" || verb == "help") {
         usage();
         return 0;
     }
-    std::fprintf(stderr, "quvclr: unknown verb %s\n", verb.c_str());
-    usage();
-    return 2;
+    bool known = false;
+    for (const auto& h : kHelp) known = known || (verb == h.verb);
+    if (!known) {
+        std::fprintf(stderr, "quvclr: unknown command %s (quvclr --help lists them)\n", verb.c_str());
+        return 2;
+    }
+    if (wantsHelp(argc - 2, argv + 2)) {
+        usage(verb);
+        return 0;
+    }
+    if (verb == "convert") return convert(argc - 2, argv + 2);
+    if (verb == "spaces") return listSpaces();
+    if (verb == "embedded") return embedded(argc - 2, argv + 2);
+    if ((verb == "profile" && argc != 3) || ((verb == "extract" || verb == "embed") && argc != 4)) {
+        usage(verb);
+        return 2;
+    }
+    if (verb == "profile") return printProfile(argv[2]);
+    if (verb == "extract") return extractProfile(argv[2], argv[3]);
+    return embedProfile(argv[2], argv[3]);
 }
