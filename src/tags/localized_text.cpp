@@ -81,6 +81,12 @@ uint32_t iccMlucSize(const IccMultiLocalizedUnicodeType* r) {
     return 8 + recordSize * count + static_cast<uint32_t>(totalLength(*r));
 }
 
+bool iccMlucSizeFits(const IccMultiLocalizedUnicodeType* r) {
+    if (!r) return true;
+    const uint64_t content = 16 + 12 * uint64_t{native(*r, r->count)} + totalLength(*r);
+    return decodedFits(iccMlucSize(r), content);
+}
+
 uint32_t iccMlucEmitNested(BoundedWriter out, const IccMultiLocalizedUnicodeType* r) {
     const uint32_t size = iccMlucSize(r);
     const uint32_t pad = padFor(size);
@@ -166,6 +172,7 @@ ClrStatus encodeMluc(const IccTagRecord* in, IccTagRecord* out) {
 }
 
 ClrStatus storeMluc(IccProfile* profile, uint32_t tagSig, const IccTagRecord*, const IccTagRecord* wire) {
+    if (!iccMlucSizeFits(&wire->mluc)) return CLR_INVALID_PARAMETER;
     const uint32_t size = iccMlucSize(&wire->mluc);
     const uint32_t pad = padFor(size);
     const uint32_t tagSize = size + 8;  // 32-bit, as the row holds it

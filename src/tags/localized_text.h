@@ -13,6 +13,11 @@ ClrStatus readIccMluc(const uint8_t* value, uint64_t room, IccMultiLocalizedUnic
 // 32-bit, wrapping as the file's sizes do.
 uint32_t iccMlucSize(const IccMultiLocalizedUnicodeType* record);
 
+// Whether the element's size stays within what its content could fill (see
+// decodedFits): the size counts `recordSize` per entry, a number the file or
+// caller gives, so a small text could otherwise ask for gigabytes of zeros.
+bool iccMlucSizeFits(const IccMultiLocalizedUnicodeType* record);
+
 // Writes a wire-order record as a nested element at `out` and gives the
 // number of bytes to advance by: size + 8 + pad count, so four more than was
 // written when the size is a multiple of 4.

@@ -116,6 +116,8 @@ ClrStatus storeSequence(IccProfile* profile, uint32_t tagSig, const IccTagRecord
     uint32_t size = 12;
     for (uint32_t e = 0; e < count; ++e) {  // set, not summed: the last entry's size stands
         const IccProfileSequenceEntry& entry = r.entries[e];
+        if (!iccMlucSizeFits(&entry.manufacturerText) || !iccMlucSizeFits(&entry.modelText))
+            return CLR_INVALID_PARAMETER;
         size = 48 + ((iccMlucSize(&entry.manufacturerText) + 3) & ~3u) + ((iccMlucSize(&entry.modelText) + 3) & ~3u);
     }
     const uint32_t pad = padFor(size);
