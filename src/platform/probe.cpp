@@ -113,10 +113,11 @@ Lookup parseMapsText(uintptr_t address, Mapping* out) {
     return result;
 }
 
-// Proves [begin, end) by copying one byte of every page out of and, for
-// writing, back into this process through the kernel, which reports a fault
-// as an error instead of a signal.
-Lookup copyThroughKernel(uintptr_t begin, uintptr_t end, bool write) {
+// Proves [begin, end) readable by copying one byte of every page out of this
+// process through the kernel, which reports a fault as an error instead of a
+// signal. Writability is not proven this way: copying a byte back would race
+// with the caller's own writes, so write proofs read the maps text instead.
+Lookup readThroughKernel(uintptr_t begin, uintptr_t end) {
     unsigned char scratch[kIovBatch];
     iovec local[kIovBatch], remote[kIovBatch];
     const pid_t self = getpid();
@@ -130,11 +131,6 @@ Lookup copyThroughKernel(uintptr_t begin, uintptr_t end, bool write) {
         ssize_t got = process_vm_readv(self, local, n, remote, n, 0);
         if (got < 0 && (errno == ENOSYS || errno == EPERM)) return Lookup::Unavailable;
         if (got != n) return Lookup::Unmapped;
-        if (write) {
-            ssize_t put = process_vm_writev(self, local, n, remote, n, 0);
-            if (put < 0 && (errno == ENOSYS || errno == EPERM)) return Lookup::Unavailable;
-            if (put != n) return Lookup::Unmapped;
-        }
     }
     return Lookup::Found;
 }
@@ -144,7 +140,7 @@ ProbeMechanism chooseMechanism() {
     int local = 0;
     const auto here = reinterpret_cast<uintptr_t>(&local);
     if (queryMapping(here, &m) == Lookup::Found) return ProbeMechanism::MapQuery;
-    if (copyThroughKernel(here, here + 1, false) == Lookup::Found) return ProbeMechanism::ProcessVm;
+    if (readThroughKernel(here, here + 1) == Lookup::Found) return ProbeMechanism::ProcessVm;
     return ProbeMechanism::MapsText;
 }
 
@@ -191,8 +187,8 @@ bool MemoryProbe::check(const void* p, size_t bytes, bool write) {
                 if (result == Lookup::Unavailable) result = parseMapsText(at, &m);
                 break;
             case ProbeMechanism::ProcessVm:
-                result = copyThroughKernel(at, end, write);
-                m = {at, end, true, write, false};
+                result = write ? Lookup::Unavailable : readThroughKernel(at, end);
+                m = {at, end, true, false, false};
                 if (result == Lookup::Unavailable) result = parseMapsText(at, &m);
                 break;
             default:

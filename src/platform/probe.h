@@ -36,8 +36,9 @@ private:
 };
 
 // How the system is asked. Auto takes the first that works here: the
-// mapping query ioctl of /proc/self/maps, then process_vm_readv/writev page
-// by page, then reading the /proc/self/maps text.
+// mapping query ioctl of /proc/self/maps, then process_vm_readv page by page
+// for read proofs (write proofs then read the maps text), then reading the
+// /proc/self/maps text. No mechanism stores into the memory it proves.
 enum class ProbeMechanism { Auto, MapQuery, ProcessVm, MapsText };
 
 ProbeMechanism activeProbeMechanism();
