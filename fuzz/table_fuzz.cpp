@@ -1,5 +1,6 @@
 // The emulation table loader on a file of the input's bytes, the first byte
 // choosing the kind of table; a table that loads is then used.
+#include "frame/table_file.h"
 #include "kernels/emulation.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
@@ -23,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     ClrWChar* wide = quv::quvTextToWide(path.c_str());
     uint8_t* table = nullptr;
-    if (k::loadEmulationTable(wide, &table, kind) == CLR_SUCCESS) {
+    if (quv::loadEmulationTable(wide, &table, kind) == CLR_SUCCESS) {
         uint8_t pixels[12] = {0, 255, 17, 128, 64, 200, 3, 9, 250, 1, 2, 3};
         uint8_t out[9];
         quv::MemoryProbe probe;

@@ -3,6 +3,7 @@
 #include "test_support.h"
 
 #include "frame/handle.h"
+#include "frame/table_file.h"
 #include "kernels/emulation.h"
 #include "kernels/emulation_data.h"
 #include "platform/memory.h"
@@ -59,7 +60,7 @@ protected:
 
     ClrStatus load(const std::string& path, int32_t kind, uint8_t** table) {
         const std::u16string wide = quv::utf8ToUtf16(path);
-        return k::loadEmulationTable(wide.c_str(), table, kind);
+        return quv::loadEmulationTable(wide.c_str(), table, kind);
     }
 
     std::string dir_;

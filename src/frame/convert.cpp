@@ -158,9 +158,7 @@ void emulate(const ClrHandle& h, const KernelIo& io) {
     }
     // A handle without its table has nothing to look up.
     if (!table) return;
-    if (s == ClrSpaceCmyk && isRgbSide(d)) kernels::cmykToRgbByTable(table, io, d == ClrSpaceRgb);
-    else if (isRgbSide(s) && d == ClrSpaceLab) kernels::rgbToLabByTable(table, io, s == ClrSpaceRgb);
-    else if (s == ClrSpaceLab && isRgbSide(d)) kernels::labToRgbByTable(table, io, d == ClrSpaceRgb);
+    kernels::lookUpPair(table, io, s, d);
 }
 
 uint64_t alignedStride(uint64_t row, int32_t align) {

@@ -1,10 +1,10 @@
 #include "frame/params.h"
+#include "frame/table_file.h"
 
 #include "icc/run.h"
 #include "icc/transform.h"
 #include "kernels/catalogue.h"
 #include "kernels/emulation.h"
-#include "kernels/emulation_data.h"
 #include "kernels/ink.h"
 #include "kernels/lab.h"
 #include "platform/file.h"
@@ -117,13 +117,6 @@ ClrStatus makeCustomTransform(ClrHandle* h, const ClrParams* p, uint32_t source,
 
 // The table file of the pair: kind 4 for CMYK to RGB, kind 3 for the Lab
 // pairs; 0 when the pair takes none.
-int32_t tableKindAtInit(uint32_t source, uint32_t dest) {
-    if (source == ClrSpaceCmyk && isRgbSide(dest)) return kernels::kTableKindCmyk;
-    if ((isRgbSide(source) && dest == ClrSpaceLab) || (source == ClrSpaceLab && isRgbSide(dest)))
-        return kernels::kTableKind33;
-    return 0;
-}
-
 ClrStatus keepCmykParams(ClrHandle* h, const ClrCmykParams* cmyk, MemoryProbe& probe) {
     if (!probe.readable(cmyk, sizeof cmyk->size)) return CLR_BAD_POINTER;
     if (cmyk->size != sizeof(ClrCmykParams)) return CLR_INVALID_STRUCT_SIZE;
@@ -225,21 +218,15 @@ ClrStatus applyInitParams(ClrHandle* h, uint32_t source, uint32_t dest, ClrParam
         h->stageCount = 1;
         if (ClrStatus s = makeCustomTransform(h, p, source, dest, probe); s != CLR_SUCCESS) return s;
     }
-    if (h->methodMask & CLR_METHOD_EMULATION) {
-        if (source == ClrSpaceCmyk && isRgbSide(dest))
-            h->emulationTable = kernels::emulationTableCmyk();
-        else if (source == ClrSpaceLab && isRgbSide(dest))
-            h->emulationTable = kernels::emulationTableLab();
-        else if (isRgbSide(source) && dest == ClrSpaceLab)
-            h->emulationTable = kernels::emulationTableRgb();
-    }
+    const kernels::EmulationPair pair = kernels::emulationPair(source, dest);
+    if (h->methodMask & CLR_METHOD_EMULATION) h->emulationTable = kernels::builtinTable(pair);
     if (h->methodMask & CLR_METHOD_CUSTOM_EMULATION) {
         if (!namesFile(p->emulationTablePath) || pathLength(p->emulationTablePath) >= kHandlePathChars)
             return CLR_FILE_NOT_FOUND;
         copyPath(h->emulationPath, p->emulationTablePath);
-        if (const int32_t kind = tableKindAtInit(source, dest)) {
+        if (const int32_t kind = kernels::tableKind(pair)) {
             uint8_t* table = nullptr;
-            const ClrStatus loaded = kernels::loadEmulationTable(h->emulationPath, &table, kind);
+            const ClrStatus loaded = loadEmulationTable(h->emulationPath, &table, kind);
             h->customTable = table;
             if (loaded > 1) return CLR_FILE_READ_FAILED;
             if (loaded != CLR_SUCCESS) return loaded;
@@ -464,12 +451,12 @@ extern "C" QUV_API ClrStatus Quv_ClrSetConversionParams(ClrHandle* handle, ClrPa
         copyPath(h->emulationPath, p->emulationTablePath);
         quvFree(h->customTable);
         h->customTable = nullptr;
-        int32_t kind = 0;
-        if (h->sourceSpace == ClrSpaceCmyk && isRgbSide(h->destSpace)) kind = kernels::kTableKindCmyk;
-        if (h->sourceSpace == ClrSpaceRgb && h->destSpace == ClrSpaceLab) kind = kernels::kTableKind33;
-        if (kind) {
+        // Unlike init, an update loads no table for BGR to Lab nor for Lab to RGB.
+        const kernels::EmulationPair pair = kernels::emulationPair(h->sourceSpace, h->destSpace);
+        if (pair == kernels::EmulationPair::CmykToRgb ||
+            (pair == kernels::EmulationPair::RgbToLab && h->sourceSpace == ClrSpaceRgb)) {
             uint8_t* table = nullptr;
-            kernels::loadEmulationTable(h->emulationPath, &table, kind);  // its status is not reported
+            loadEmulationTable(h->emulationPath, &table, kernels::tableKind(pair));  // its status is not reported
             h->customTable = table;
         }
     }

@@ -5,8 +5,6 @@
 
 #include "kernels/kernel.h"
 
-#include <quvclr/common.h>
-
 #include <cstdint>
 
 namespace quv::kernels {
@@ -21,10 +19,15 @@ void rgbToLabByTable(const uint8_t* table, const KernelIo& io, int orderFlag);
 void labToRgbByTable(const uint8_t* table, const KernelIo& io, int orderFlag);
 void cmykToRgbByTable(const uint8_t* table, const KernelIo& io, int orderFlag);
 
-// Table files: a TIFF whose strip holds the entries. Kind 3 serves the two
-// 33-node pairs, kind 4 CMYK. On success *table is a quvMalloc block the
-// caller owns; on a failed read after allocation too.
+// The pairs the look-ups serve; every method that binds or loads a table
+// asks here. Kind 3 files serve the two 33-node pairs, kind 4 CMYK.
+enum class EmulationPair { None, CmykToRgb, RgbToLab, LabToRgb };
 enum TableKind : int32_t { kTableKind33 = 3, kTableKindCmyk = 4 };
-ClrStatus loadEmulationTable(const ClrWChar* path, uint8_t** table, int32_t kind);
+EmulationPair emulationPair(uint32_t source, uint32_t dest);
+int32_t tableKind(EmulationPair pair);  // 0 for None
+const uint8_t* builtinTable(EmulationPair pair);  // null for None
+// The look-up of the pair of spaces, RGB or BGR on the RGB side; other pairs
+// write nothing.
+void lookUpPair(const uint8_t* table, const KernelIo& io, uint32_t source, uint32_t dest);
 
 }  // namespace quv::kernels
