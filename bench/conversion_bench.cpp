@@ -3,6 +3,7 @@
 // formula kernels beside their reference forms and OpenCV's nearest job, in
 // one run. The ratios and the kernel table are printed after the results.
 #include "frame/handle.h"
+#include "kernels/catalogue.h"
 #include "kernels/hue.h"
 #include "kernels/lab.h"
 #include "kernels/matrix.h"
@@ -349,14 +350,8 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("ByteSwap", ByteSwap);
     benchmark::RegisterBenchmark("OneRowConvert", OneRowConvert);
     benchmark::RegisterBenchmark("OneRowProbes", OneRowProbes);
-    const struct {
-        const char* name;
-        ClrSpace space;
-    } spaces[] = {{"yuv", ClrSpaceYuv},     {"yiq", ClrSpaceYiq}, {"ycbcr", ClrSpaceYcbcr}, {"xyz", ClrSpaceXyz},
-                  {"hsv", ClrSpaceHsv},     {"hls", ClrSpaceHls}, {"hsi", ClrSpaceHsi},     {"cmy", ClrSpaceCmy},
-                  {"cmyk", ClrSpaceCmyk},   {"lab", ClrSpaceLab}, {"ycck", ClrSpaceYcck},     {"yuy2", ClrSpaceYuy2},
-                  {"uyvy", ClrSpaceUyvy},   {"y41p", ClrSpaceY41p}, {"yvu9", ClrSpaceYvu9}};
-    for (const auto& s : spaces) {
+    for (const auto& s : k::kSpaces) {
+        if (k::isRgbSide(s.space) || s.space == ClrSpaceRgb444) continue;
         const ClrSpace space = s.space;
         benchmark::RegisterBenchmark((std::string("Kernel/rgb_to_") + s.name).c_str(),
                                      [space](benchmark::State& st) { Kernel(st, ClrSpaceRgb, space); });

@@ -95,8 +95,8 @@ ClrStatus gatherSide(const ClrProfileBlock* block, const ClrWChar* path, MemoryP
 
 ClrStatus makeCustomTransform(ClrHandle* h, const ClrParams* p, uint32_t source, uint32_t dest, MemoryProbe& probe) {
     if (!p || !h) return CLR_INVALID_PARAMETER;
-    const uint32_t inFormat = source > ClrSpaceBgr ? 0 : icc::pixelFormat(source);
-    const uint32_t outFormat = dest > ClrSpaceBgr ? 0 : icc::pixelFormat(dest);
+    const uint32_t inFormat = source > ClrSpaceBgr ? 0 : kernels::iccFormat(source);
+    const uint32_t outFormat = dest > ClrSpaceBgr ? 0 : kernels::iccFormat(dest);
     if (!inFormat || !outFormat) return CLR_TRANSFORM_LINK_FAILED;
     h->inputFormat = inFormat;
     h->outputFormat = outFormat;
@@ -174,7 +174,7 @@ ClrStatus keepLabParams(ClrHandle* h, const ClrLabParams* lab, MemoryProbe& prob
 }
 
 // Formats the built-in ICC transform can take: RGB, BGR, CMYK, YCCK, CMY, Lab.
-bool hasIccFormat(uint32_t space) { return space <= ClrSpaceBgr && icc::pixelFormat(space) != 0; }
+bool hasIccFormat(uint32_t space) { return space <= ClrSpaceBgr && kernels::iccFormat(space) != 0; }
 
 }  // namespace
 
@@ -203,8 +203,8 @@ ClrStatus applyInitParams(ClrHandle* h, uint32_t source, uint32_t dest, ClrParam
 
     if ((h->methodMask & CLR_METHOD_ICC) && oneStage) {
         if (!hasIccFormat(source) || !hasIccFormat(dest)) return CLR_INVALID_SPACE;
-        h->inputFormat = icc::pixelFormat(source);
-        h->outputFormat = icc::pixelFormat(dest);
+        h->inputFormat = kernels::iccFormat(source);
+        h->outputFormat = kernels::iccFormat(dest);
         ClrStatus status;
         h->iccTransform = icc::buildTransform(h->inputFormat, h->outputFormat, iccFlags(p) & icc::kEngineFlagMask,
                                               {}, {}, &status);

@@ -2,6 +2,7 @@
 
 #include "icc/embedded.h"
 #include "icc/run.h"
+#include "kernels/catalogue.h"
 #include "platform/file.h"
 #include "platform/probe.h"
 #include "platform/text.h"
@@ -39,19 +40,7 @@ struct Profile {
 };
 
 const EmbeddedProfile* embeddedFor(uint32_t format) {
-    switch (format) {
-    case kFormatRgb:
-    case kFormatBgr:
-        return findEmbeddedProfile(CLR_EMBEDDED_PROFILE_RGB);
-    case kFormatCmy:
-        return findEmbeddedProfile(CLR_EMBEDDED_PROFILE_CMY);
-    case kFormatCmyk:
-        return findEmbeddedProfile(CLR_EMBEDDED_PROFILE_CMYK);
-    case kFormatLab:
-        return findEmbeddedProfile(CLR_EMBEDDED_PROFILE_LAB);
-    default:
-        return nullptr;
-    }
+    return findEmbeddedProfile(kernels::embeddedProfileOf(format));
 }
 
 cmsHPROFILE openBytes(const void* data, uint32_t length) {
@@ -158,23 +147,10 @@ cmsHTRANSFORM attempt(cmsHPROFILE input, cmsHPROFILE output, uint32_t inFormat, 
 // The embedded profile that stands in for an absent side, chosen by that
 // side's format; Lab and other formats have none.
 const EmbeddedProfile* fallbackFor(uint32_t format) {
-    return format == kFormatRgb || format == kFormatBgr || format == kFormatCmy || format == kFormatCmyk
-               ? embeddedFor(format)
-               : nullptr;
+    return format != kernels::kFormatLab ? embeddedFor(format) : nullptr;
 }
 
 }  // namespace
-
-uint32_t pixelFormat(uint32_t space) {
-    switch (space) {
-    case ClrSpaceRgb: return kFormatRgb;
-    case ClrSpaceBgr: return kFormatBgr;
-    case ClrSpaceCmyk: case ClrSpaceYcck: return kFormatCmyk;
-    case ClrSpaceCmy: return kFormatCmy;
-    case ClrSpaceLab: return kFormatLab;
-    default: return 0;
-    }
-}
 
 void* buildTransform(uint32_t inputFormat, uint32_t outputFormat, uint32_t flags, ProfileSource input,
                      ProfileSource output, ClrStatus* status) {

@@ -10,16 +10,6 @@
 
 namespace quv::icc {
 
-// lcms2 pixel formats of the spaces that have one.
-constexpr uint32_t kFormatRgb = 0x40019;   // TYPE_RGB_8
-constexpr uint32_t kFormatBgr = 0x40419;   // TYPE_BGR_8
-constexpr uint32_t kFormatCmyk = 0x60021;  // TYPE_CMYK_8, also for YCCK
-constexpr uint32_t kFormatCmy = 0x50019;   // TYPE_CMY_8
-constexpr uint32_t kFormatLab = 0xA0019;   // TYPE_Lab_8
-
-// The format of a space, or 0.
-uint32_t pixelFormat(uint32_t space);
-
 // Flags of the builder: bit 0 is passed to lcms2 as "no white-on-white
 // fix-up"; kCustomProfiles says the profiles come from the caller.
 constexpr uint32_t kEngineFlagMask = 1;

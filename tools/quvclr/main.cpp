@@ -1,6 +1,8 @@
 // quvclr: the command-line face of the library.
 #include "image.h"
 
+#include "kernels/catalogue.h"
+
 #include <quvclr/quvclr.h>
 
 #include <algorithm>
@@ -19,19 +21,7 @@ using quvclr_tool::Image;
 
 namespace {
 
-struct SpaceName {
-    const char* name;
-    ClrSpace space;
-    int channels;  // bytes of one pixel where it is whole bytes, else 0
-};
-
-const SpaceName kSpaces[] = {
-    {"rgb", ClrSpaceRgb, 3},     {"yuv", ClrSpaceYuv, 3},       {"cmyk", ClrSpaceCmyk, 4}, {"hsv", ClrSpaceHsv, 3},
-    {"hls", ClrSpaceHls, 3},     {"yiq", ClrSpaceYiq, 3},       {"cmy", ClrSpaceCmy, 3},   {"lab", ClrSpaceLab, 3},
-    {"xyz", ClrSpaceXyz, 3},     {"yuy2", ClrSpaceYuy2, 0},     {"yvu9", ClrSpaceYvu9, 0}, {"ycck", ClrSpaceYcck, 4},
-    {"bgr", ClrSpaceBgr, 3},     {"y41p", ClrSpaceY41p, 0},     {"uyvy", ClrSpaceUyvy, 0}, {"ycbcr", ClrSpaceYcbcr, 3},
-    {"hsi", ClrSpaceHsi, 3},     {"rgb444", ClrSpaceRgb444, 0},
-};
+using SpaceName = quv::kernels::SpaceFacts;
 
 // The spaces whose formula kernels the library has today; the default run
 // shows each of them.
@@ -39,7 +29,7 @@ const char* const kFormulaSpaces[] = {"bgr", "yuv", "yiq", "ycbcr", "xyz", "hsv"
                                       "cmyk", "lab", "ycck", "yuy2", "uyvy", "y41p", "yvu9"};
 
 const SpaceName* findSpace(const std::string& name) {
-    for (const SpaceName& s : kSpaces)
+    for (const SpaceName& s : quv::kernels::kSpaces)
         if (name == s.name) return &s;
     return nullptr;
 }
@@ -92,15 +82,7 @@ const char* statusName(ClrStatus status) {
 }
 
 size_t imageBytes(ClrSpace space, int32_t width, int32_t height) {
-    int bits = 0;
-    switch (space) {
-    case ClrSpaceCmyk: case ClrSpaceYcck: bits = 32; break;
-    case ClrSpaceYuy2: case ClrSpaceUyvy: case ClrSpaceRgb444: bits = 16; break;
-    case ClrSpaceYvu9: bits = 9; break;
-    case ClrSpaceY41p: bits = 12; break;
-    default: bits = 24; break;
-    }
-    return (static_cast<size_t>(bits) * width + 7) / 8 * height;
+    return quv::kernels::rowBytes(space, width) * static_cast<size_t>(height);
 }
 
 // How a conversion is made: the method and what it needs.
@@ -733,7 +715,7 @@ int embedded(int argc, char** argv) {
 }
 
 int listSpaces() {
-    for (const SpaceName& s : kSpaces) std::printf("%-7s %u\n", s.name, s.space);
+    for (const SpaceName& s : quv::kernels::kSpaces) std::printf("%-7s %u\n", s.name, s.space);
     return 0;
 }
 
