@@ -131,12 +131,12 @@ ClrStatus runIcc(const ClrHandle& h, const uint8_t* src, uint8_t* dst, int32_t w
                  uint64_t srcStride, uint64_t dstStride) {
     void* transform = h.activeMethod == CLR_METHOD_ICC ? h.iccTransform : h.customTransform;
     if (!transform) return CLR_NULL_ARGUMENT;
-    auto channels = [](uint32_t space) { return space == ClrSpaceCmyk || space == ClrSpaceYcck ? 4u : 3u; };
     auto run = [&](const uint8_t* s, uint8_t* d, uint64_t pixels) {
-        return icc::runTransform(transform, h.ycckTable, s, d, h.sourceSpace, h.destSpace, static_cast<uint32_t>(pixels));
+        return icc::runIccMethod(transform, h.ycckTable, s, d, h.sourceSpace, h.destSpace,
+                                 static_cast<uint32_t>(pixels));
     };
     const auto w = static_cast<uint64_t>(width);
-    if (srcStride == channels(h.sourceSpace) * w && dstStride == channels(h.destSpace) * w)
+    if (srcStride == kernels::rowBytes(h.sourceSpace, width) && dstStride == kernels::rowBytes(h.destSpace, width))
         return run(src, dst, w * static_cast<uint64_t>(height));
     const bool backwards = static_cast<const void*>(src) == dst && srcStride < dstStride;
     for (int32_t i = 0; i < height; ++i) {

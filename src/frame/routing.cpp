@@ -39,7 +39,7 @@ ClrStatus fromCmyk(const RouteCall& c) { return kernels::cmykToRgb(c.io, gcrLeve
 
 kernels::YcckContext ycckContext(const ClrHandle* h) {
     if (!h) return {false, 0, nullptr, nullptr, nullptr};
-    return {true, h->activeMethod, h->ycckTable, h->iccTransform, icc::runTransformPixels};
+    return {true, h->activeMethod, h->ycckTable, h->iccTransform, icc::transformPixels};
 }
 
 // A handle made with Lab ranges has fixed-point tables; the encode kernel

@@ -9,7 +9,7 @@
 
 namespace quv::icc {
 
-void runTransformPixels(const void* transform, const void* in, void* out, uint32_t pixels) {
+void transformPixels(const void* transform, const void* in, void* out, uint32_t pixels) {
     cmsDoTransform(const_cast<void*>(transform), in, out, pixels);
 }
 
@@ -17,7 +17,7 @@ void deleteTransform(void* transform) {
     if (transform) cmsDeleteTransform(transform);
 }
 
-ClrStatus runTransform(void* transform, const kernels::YcckTables* ycck, const uint8_t* src, uint8_t* dst,
+ClrStatus runIccMethod(void* transform, const kernels::YcckTables* ycck, const uint8_t* src, uint8_t* dst,
                        uint32_t sourceSpace, uint32_t destSpace, uint32_t pixels) {
     ClrStatus status = CLR_SUCCESS;
     const uint8_t* input = src;

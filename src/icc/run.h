@@ -12,12 +12,15 @@ struct YcckTables;
 
 namespace quv::icc {
 
-// cmsDoTransform over `pixels` pixels; the transform is a cmsHTRANSFORM.
-void runTransformPixels(const void* transform, const void* in, void* out, uint32_t pixels);
+// The bare engine call: cmsDoTransform over `pixels` pixels of a
+// cmsHTRANSFORM, bytes as lcms2 lays them out.
+void transformPixels(const void* transform, const void* in, void* out, uint32_t pixels);
 
-// One run of the ICC method: a whole image or one row. Returns 1, -13
+// A handle's ICC method over a whole image or one row: the engine call with
+// YCCK turned to and from CMYK around it and Lab a and b stored as signed
+// bytes. Returns 1, -13
 // without a transform, or 0 when the temporary YCCK buffer can't be made.
-ClrStatus runTransform(void* transform, const kernels::YcckTables* ycck, const uint8_t* src, uint8_t* dst,
+ClrStatus runIccMethod(void* transform, const kernels::YcckTables* ycck, const uint8_t* src, uint8_t* dst,
                        uint32_t sourceSpace, uint32_t destSpace, uint32_t pixels);
 
 // Closes a transform made by the builder.

@@ -177,8 +177,8 @@ ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context) {
         const uint8_t* s = io.src;
         for (int32_t y = 0; y < io.height; ++y, s += 3 * w + sp)
             std::memcpy(packed + static_cast<size_t>(y) * 3 * w, s, static_cast<size_t>(3 * w));
-        if (context.transform && context.runTransform)
-            context.runTransform(context.transform, packed, cmyk, static_cast<uint32_t>(pixels));
+        if (context.transform && context.transformPixels)
+            context.transformPixels(context.transform, packed, cmyk, static_cast<uint32_t>(pixels));
         else
             status = CLR_INVALID_PARAMETER;
     }
@@ -237,12 +237,12 @@ ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFla
         return context.handle ? 0 : CLR_SUCCESS;
     }
     if (context.activeMethod != CLR_METHOD_ICC) return 0;
-    if (!context.transform || !context.runTransform) return CLR_INVALID_PARAMETER;
+    if (!context.transform || !context.transformPixels) return CLR_INVALID_PARAMETER;
 
     auto* rgb = static_cast<uint8_t*>(quvMalloc(pixels, 3));
     if (!rgb) return CLR_NO_MEMORY;
     ScopeGuard releaseRgb([rgb] { quvFree(rgb); });
-    context.runTransform(context.transform, cmyk, rgb, static_cast<uint32_t>(pixels));
+    context.transformPixels(context.transform, cmyk, rgb, static_cast<uint32_t>(pixels));
     uint8_t* d = io.dst;
     for (int32_t y = 0; y < io.height; ++y, d += 3 * w + dp)
         std::memcpy(d, rgb + static_cast<size_t>(y) * 3 * w, static_cast<size_t>(3 * w));

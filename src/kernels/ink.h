@@ -61,7 +61,7 @@ struct YcckContext {
     const YcckTables* tables;  // the handle's
     // The handle's ICC transform, run over `pixels` pixels; null when it has none.
     const void* transform;
-    void (*runTransform)(const void* transform, const void* in, void* out, uint32_t pixels);
+    void (*transformPixels)(const void* transform, const void* in, void* out, uint32_t pixels);
 };
 
 // RGB to YCCK reads byte 0 as R whatever the layout: there is no orderFlag.
