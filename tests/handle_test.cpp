@@ -15,7 +15,7 @@
 
 namespace {
 
-using quv::registryCount;
+using quv::testing::registryCount;
 namespace qt = quv::testing;
 
 ClrParams makeParams(uint32_t size = CLR_PARAMS_SIZE) {
@@ -235,31 +235,31 @@ TEST(ModuleEntry, ProcessTablesHoldTheirKnownValues) {
 }
 
 TEST(ModuleEntry, OnlyTheLastDetachFreesTheHandles) {
-    const int32_t base = quv::attachCount();
+    const int32_t base = quv::testing::attachCount();
     ASSERT_GE(base, 1) << "loading the library attaches it";
     ClrHandle* h = nullptr;
     ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceHls, nullptr), CLR_SUCCESS);
 
     EXPECT_EQ(quv::moduleEntry(nullptr, quv::kProcessAttach), 1);
-    EXPECT_EQ(quv::attachCount(), base + 1);
+    EXPECT_EQ(quv::testing::attachCount(), base + 1);
     EXPECT_EQ(quv::moduleEntry(nullptr, quv::kProcessDetach), 1);
     EXPECT_EQ(Quv_ClrIsValid(h), CLR_SUCCESS) << "an attach remains";
     EXPECT_EQ(quv::moduleEntry(nullptr, 7), 1) << "other reasons do nothing";
-    EXPECT_EQ(quv::attachCount(), base);
+    EXPECT_EQ(quv::testing::attachCount(), base);
 
     const long blocks = qt::livePrivateBlocks();
     for (int32_t i = 0; i < base; ++i) quv::moduleEntry(nullptr, quv::kProcessDetach);
     EXPECT_EQ(registryCount(), 0u);
     EXPECT_LT(qt::livePrivateBlocks(), blocks);
     for (int32_t i = 0; i < base; ++i) quv::moduleEntry(nullptr, quv::kProcessAttach);
-    EXPECT_EQ(quv::attachCount(), base);
+    EXPECT_EQ(quv::testing::attachCount(), base);
 }
 
 TEST(ModuleEntry, SetResModuleStoresTheResourceModule) {
-    void* before = quv::resourceModule();
+    void* before = quv::testing::resourceModule();
     int marker;
     SetResModule(&marker);
-    EXPECT_EQ(quv::resourceModule(), &marker);
+    EXPECT_EQ(quv::testing::resourceModule(), &marker);
     SetResModule(before);
 }
 

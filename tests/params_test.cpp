@@ -219,7 +219,7 @@ TEST(InitParams, LabParamsGiveTheFixedPointPath) {
 // registry and the heap as they were. Returns how many allocations it took.
 long failEachAllocation(ClrSpace from, ClrSpace to, ClrParams* p) {
     for (long n = 0;; ++n) {
-        const size_t handles = quv::registryCount();
+        const size_t handles = quv::testing::registryCount();
         const long blocks = qt::livePrivateBlocks();
         ClrHandle* h = nullptr;
         qt::failAllocationsAfter(n);
@@ -231,7 +231,7 @@ long failEachAllocation(ClrSpace from, ClrSpace to, ClrParams* p) {
         }
         EXPECT_TRUE(s == CLR_NO_MEMORY || s == CLR_FAILURE) << "allocation " << n << ": " << s;
         EXPECT_EQ(h, nullptr);
-        EXPECT_EQ(quv::registryCount(), handles) << n;
+        EXPECT_EQ(quv::testing::registryCount(), handles) << n;
         EXPECT_EQ(qt::livePrivateBlocks(), blocks) << n;
         if (n > 40) return -1;
     }

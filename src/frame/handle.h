@@ -61,7 +61,9 @@ bool registryTake(const ClrHandle* handle);
 // Unlists without looking at the handle.
 void registryForget(const ClrHandle* handle);
 ClrHandle* registryFirst();
-size_t registryCount();
+namespace testing {
+size_t registryCount();  // handles listed now
+}
 
 // The registry lock also guards the attach count.
 class RegistryLock {

@@ -46,12 +46,14 @@ int moduleEntry(void* module, uint32_t reason) {
     return 1;
 }
 
+namespace testing {
 int32_t attachCount() {
     RegistryLock lock;
     return g_attachCount;
 }
 
 void* resourceModule() { return g_resourceModule; }
+}  // namespace testing
 
 }  // namespace quv
 

@@ -12,7 +12,11 @@ enum ModuleReason : uint32_t { kProcessDetach = 0, kProcessAttach = 1 };
 // Always 1.
 int moduleEntry(void* module, uint32_t reason);
 
+namespace testing {
+// State the interface does not show: loads not yet matched by an unload, and
+// the module SetResModule named.
 int32_t attachCount();
 void* resourceModule();
+}  // namespace testing
 
 }  // namespace quv

@@ -79,11 +79,13 @@ ClrHandle* registryFirst() {
     return g_head ? g_head->handle : nullptr;
 }
 
+namespace testing {
 size_t registryCount() {
     RegistryLock lock;
     size_t n = 0;
     for (RegistryEntry* e = g_head; e; e = e->next) ++n;
     return n;
 }
+}  // namespace testing
 
 }  // namespace quv

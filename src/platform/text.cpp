@@ -104,15 +104,6 @@ ClrWChar* quvTextToWide(const char* text) {
 
 void quvTextFree(ClrWChar* text) { quvFree(text); }
 
-ClrStatus narrowToWideField(const char* text, ClrWChar* target, size_t capacity) {
-    if (!text || !target || capacity == 0) return CLR_INVALID_PARAMETER;
-    target[0] = 0;
-    const std::u16string wide = utf8ToUtf16(text);
-    if (wide.size() + 1 > capacity) return CLR_BUFFER_TOO_SMALL;
-    std::memcpy(target, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
-    return CLR_SUCCESS;
-}
-
 ClrStatus wideToNarrowField(const ClrWChar* text, char* target, size_t capacity) {
     if (!text || !target || capacity == 0) return CLR_INVALID_PARAMETER;
     bool lossy = false;

@@ -20,10 +20,9 @@ std::string utf16ToUtf8(std::u16string_view text, bool* lossy = nullptr);
 ClrWChar* quvTextToWide(const char* text);
 void quvTextFree(ClrWChar* text);
 
-// Conversions into fixed fields of `capacity` units, terminator included.
+// Conversion into a fixed field of `capacity` bytes, terminator included.
 // 1; -13 for a null argument; -290 when the text does not fit; -1851 when a
 // wide character had no narrow form and was replaced.
-ClrStatus narrowToWideField(const char* text, ClrWChar* target, size_t capacity);
 ClrStatus wideToNarrowField(const ClrWChar* text, char* target, size_t capacity);
 
 }  // namespace quv
