@@ -9,6 +9,23 @@
 #include <stdexcept>
 
 namespace quvgen {
+
+void ProfileCloser::operator()(void* h) const { cmsCloseProfile(h); }
+void TransformFree::operator()(void* t) const { cmsDeleteTransform(t); }
+
+Profile openProfile(const Bytes& bytes) {
+    void* h = cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
+    if (!h) throw std::runtime_error("a generated profile does not open");
+    return Profile(h);
+}
+
+Transform makeTransform(void* from, uint32_t inFormat, void* to, uint32_t outFormat) {
+    void* t = cmsCreateTransform(from, inFormat, to, outFormat, INTENT_PERCEPTUAL,
+                                 cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE);
+    if (!t) throw std::runtime_error("lcms2 made no transform");
+    return Transform(t);
+}
+
 namespace {
 
 std::vector<std::string> g_errors;
@@ -16,11 +33,6 @@ std::vector<std::string> g_errors;
 void recordError(cmsContext, cmsUInt32Number code, const char* text) {
     g_errors.push_back("lcms2 error " + std::to_string(code) + ": " + text);
 }
-
-struct ProfileCloser {
-    void operator()(void* h) const { cmsCloseProfile(h); }
-};
-using Profile = std::unique_ptr<void, ProfileCloser>;
 
 struct PipelineFree {
     void operator()(cmsPipeline* p) const { cmsPipelineFree(p); }

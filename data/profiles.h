@@ -4,12 +4,28 @@
 #include "press_model.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace quvgen {
 
 using Bytes = std::vector<uint8_t>;
+
+// lcms2 profiles and transforms released at scope end.
+struct ProfileCloser {
+    void operator()(void* h) const;
+};
+using Profile = std::unique_ptr<void, ProfileCloser>;
+struct TransformFree {
+    void operator()(void* t) const;
+};
+using Transform = std::unique_ptr<void, TransformFree>;
+
+// Opens profile bytes (lcms2 keeps a copy); throws when they do not open.
+Profile openProfile(const Bytes& bytes);
+// A perceptual transform with no optimisation or cache; throws on failure.
+Transform makeTransform(void* from, uint32_t inFormat, void* to, uint32_t outFormat);
 
 // Display RGB: sRGB primaries and tone curve, matrix and curves, version 2.1.
 // `display` receives the matrix from linear RGB to XYZ (D50).

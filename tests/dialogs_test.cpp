@@ -23,7 +23,7 @@ using quv::dialogs::DialogRecords;
 
 const std::string kSrgb = "/usr/share/color/icc/colord/sRGB.icc";
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-const std::string kCmyk = std::string(QUVCLR_GENERATED_DIR) + "/quvclr-cmyk.icc";
+const std::string kCmyk = std::string(QUVCLR_PINNED_DIR) + "/quvclr-cmyk.icc";
 
 ClrParamsA narrowParams(ClrMethod method) {
     ClrParamsA p;
