@@ -8,6 +8,7 @@
 #include "kernels/emulation.h"
 #include "kernels/hub.h"
 #include "kernels/ink.h"
+#include "kernels/video.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
 #include "platform/scope_guard.h"
@@ -36,23 +37,6 @@ ClrStatus convertAtHub(uint32_t source, uint32_t dest, const KernelIo& io, const
     return CLR_SUCCESS;
 }
 
-// RGB 4:4:4 in two bytes, on the path through the hub: the first byte holds
-// R's high nibble, the second G's and then B's.
-void expandRgb444(const uint8_t* src, uint8_t* rgb, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i, src += 2, rgb += 3) {
-        rgb[0] = static_cast<uint8_t>(src[0] * 16);
-        rgb[1] = static_cast<uint8_t>(src[1] & 240);
-        rgb[2] = static_cast<uint8_t>(src[1] * 16);
-    }
-}
-
-void packRgb444(const uint8_t* rgb, uint8_t* dst, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i, rgb += 3, dst += 2) {
-        dst[0] = static_cast<uint8_t>(rgb[0] / 16);
-        dst[1] = static_cast<uint8_t>((rgb[1] & 240) | (rgb[2] / 16));
-    }
-}
-
 // Two formula kernels through a temporary RGB image, both handed the
 // caller's pads as they stand. The temporary is sized for the padded walks
 // both kernels make over it, so mismatched pads misplace rows but never
@@ -73,7 +57,8 @@ ClrStatus convertThroughHub(MemoryProbe& probe, uint32_t sourceSpace, uint32_t d
 
     if (sourceSpace == ClrSpaceRgb444) {
         if (!prove444()) return CLR_INVALID_PARAMETER;
-        expandRgb444(src, rgb, pixels);
+        // Without pads: the caller's rows are read as one run of pixels.
+        kernels::rgb444ToRgb({src, rgb, width, height, 0, 0, &probe}, 1);
     } else if (const SpaceRoute* route = findRoute(sourceSpace)) {
         ClrStatus first = route->toRgb({{src, rgb, width, height, srcAlign, dstAlign, &probe}, 1, nullptr});
         if (first != CLR_SUCCESS) return first;
@@ -86,7 +71,7 @@ ClrStatus convertThroughHub(MemoryProbe& probe, uint32_t sourceSpace, uint32_t d
         // its end; that is refused as a buffer that fails its proof.
         const uint64_t sourceHolds = (kernels::rowBytes(sourceSpace, width) + srcPad) * uint64_t(height);
         if (!prove444() || 3 * uint64_t{pixels} > sourceHolds) return CLR_INVALID_PARAMETER;
-        packRgb444(src, rgb, pixels);
+        kernels::rgbToRgb444({src, rgb, width, height, 0, 0, &probe}, 1);
         return CLR_SUCCESS;
     }
     const SpaceRoute* route = findRoute(destSpace);
