@@ -78,7 +78,7 @@ ClrStatus saveGif(const ClrWChar* path, const IccProfile* profile) {
 
 ClrStatus writeAllAt(QuvFile file, int64_t at, const uint8_t* data, size_t count) {
     if (quvFileSeek(file, at, 0) != at) return CLR_FILE_SEEK_FAILED;
-    const int64_t written = quvFileWriteBlock(file, data, count);
+    const int64_t written = quvFileWrite(file, data, count);
     if (written < 0) return static_cast<ClrStatus>(written);
     return written == static_cast<int64_t>(count) ? CLR_SUCCESS : quvFileMapError(CLR_FILE_WRITE_FAILED);
 }
@@ -105,7 +105,7 @@ ClrStatus replacePayload(QuvFile file, uint64_t oldSize, const uint8_t* data, ui
         uint64_t count = newSize;
         while (readAt < end) {
             if (quvFileSeek(file, readAt, 0) != readAt) return CLR_FILE_SEEK_FAILED;
-            const int64_t got = quvFileReadMore(file, ahead, half);
+            const int64_t got = quvFileRead(file, ahead, half);
             if (got < 0) return quvFileMapError(CLR_FILE_READ_FAILED);
             if (got == 0) break;
             readAt += got;
@@ -122,7 +122,7 @@ ClrStatus replacePayload(QuvFile file, uint64_t oldSize, const uint8_t* data, ui
     writeAt += static_cast<int64_t>(newSize);
     for (;;) {
         if (quvFileSeek(file, readAt, 0) != readAt) return CLR_FILE_SEEK_FAILED;
-        const int64_t got = quvFileReadMore(file, area.data(), 2 * half);
+        const int64_t got = quvFileRead(file, area.data(), 2 * half);
         if (got < 0) return static_cast<ClrStatus>(got);
         if (got == 0) break;
         wrote = writeAllAt(file, writeAt, area.data(), static_cast<size_t>(got));
@@ -134,7 +134,7 @@ ClrStatus replacePayload(QuvFile file, uint64_t oldSize, const uint8_t* data, ui
     // The cut is made at the end of what was written, wherever the last
     // read left the file position.
     if (quvFileSeek(file, writeAt, 0) != writeAt) return CLR_FILE_SEEK_FAILED;
-    quvFileWrite(file, nullptr, 0);
+    quvFileTruncate(file);
     return CLR_SUCCESS;
 }
 
@@ -158,7 +158,7 @@ ClrStatus saveWebp(const ClrWChar* path, const IccProfile* profile) {
 
     const int64_t place = quvFileSeek(file, 0, 1);
     uint8_t word[4];
-    if (place < 0 || quvFileSeek(file, 4, 0) != 4 || quvFileRead(file, word, 4) != 4) return CLR_FILE_READ_FAILED;
+    if (place < 0 || quvFileSeek(file, 4, 0) != 4 || !quvFileReadExactly(file, word, 4)) return CLR_FILE_READ_FAILED;
     const uint64_t riffSize = uint64_t{word[0]} | uint64_t{word[1]} << 8 | uint64_t{word[2]} << 16 |
                               uint64_t{word[3]} << 24;
     const uint64_t newSize = profile->dataSize + (found ? 0 : 8);

@@ -13,7 +13,7 @@ namespace {
 class TableFile {
 public:
     explicit TableFile(QuvFile f) : f_(f) {}
-    ~TableFile() { quvFileCloseTracked(f_); }
+    ~TableFile() { quvFileClose(f_); }
     TableFile(const TableFile&) = delete;
     TableFile& operator=(const TableFile&) = delete;
 
@@ -21,11 +21,11 @@ public:
     // Numbers are little-endian whatever the file's byte-order mark says.
     bool read(uint32_t* value, int bytes) {
         uint8_t b[4] = {};
-        if (quvFileRead(f_, b, static_cast<size_t>(bytes)) != static_cast<size_t>(bytes)) return false;
+        if (!quvFileReadExactly(f_, b, static_cast<size_t>(bytes))) return false;
         *value = b[0] | b[1] << 8 | b[2] << 16 | uint32_t{b[3]} << 24;
         return true;
     }
-    bool readBytes(uint8_t* to, size_t n) { return quvFileRead(f_, to, n) == n; }
+    bool readBytes(uint8_t* to, size_t n) { return quvFileReadExactly(f_, to, n); }
     // Bytes from the present position to the end; 0 when unknown.
     uint64_t remaining() {
         const int64_t here = quvFileSeek(f_, 0, 1);
@@ -44,7 +44,7 @@ constexpr uint32_t kTagWidth = 256, kTagHeight = 257, kTagPhotometric = 262, kTa
 }  // namespace
 
 ClrStatus loadEmulationTable(const ClrWChar* path, uint8_t** table, int32_t kind) {
-    QuvFile f = quvFileCreateTracked(path, kAccessRead, 1, nullptr, 3, 128, nullptr);
+    QuvFile f = quvFileCreate(path, kAccessRead, kOpenExisting);
     // The system's error number, positive; the caller turns it into a read
     // failure. 1 would read as success, so it is reported as 2.
     if (f == kBadFile) return std::max(errno, 2);

@@ -40,7 +40,7 @@ void quvFileClose(QuvFile file) {
     if (file != kBadFile) close(descriptor(file));
 }
 
-int64_t quvFileReadMore(QuvFile file, void* buffer, size_t count) {
+int64_t quvFileRead(QuvFile file, void* buffer, size_t count) {
     size_t done = 0;
     auto* p = static_cast<unsigned char*>(buffer);
     while (done < count) {
@@ -53,9 +53,8 @@ int64_t quvFileReadMore(QuvFile file, void* buffer, size_t count) {
     return static_cast<int64_t>(done);
 }
 
-size_t quvFileRead(QuvFile file, void* buffer, size_t count) {
-    int64_t n = quvFileReadMore(file, buffer, count);
-    return n < 0 ? 0 : static_cast<size_t>(n);
+bool quvFileReadExactly(QuvFile file, void* buffer, size_t count) {
+    return quvFileRead(file, buffer, count) == static_cast<int64_t>(count);
 }
 
 int64_t quvFileSeek(QuvFile file, int64_t offset, int origin) {
@@ -63,7 +62,7 @@ int64_t quvFileSeek(QuvFile file, int64_t offset, int origin) {
     return lseek(descriptor(file), offset, whence);
 }
 
-int64_t quvFileWriteBlock(QuvFile file, const void* buffer, size_t count) {
+int64_t quvFileWrite(QuvFile file, const void* buffer, size_t count) {
     size_t done = 0;
     const auto* p = static_cast<const unsigned char*>(buffer);
     while (done < count) {
@@ -75,18 +74,12 @@ int64_t quvFileWriteBlock(QuvFile file, const void* buffer, size_t count) {
     return static_cast<int64_t>(done);
 }
 
-size_t quvFileWrite(QuvFile file, const void* buffer, size_t count) {
-    if (count == 0) {
-        off_t here = lseek(descriptor(file), 0, SEEK_CUR);
-        if (here >= 0) (void)ftruncate(descriptor(file), here);
-        return 0;
-    }
-    int64_t n = quvFileWriteBlock(file, buffer, count);
-    return n < 0 ? 0 : static_cast<size_t>(n);
+void quvFileTruncate(QuvFile file) {
+    const off_t here = lseek(descriptor(file), 0, SEEK_CUR);
+    if (here >= 0) (void)ftruncate(descriptor(file), here);
 }
 
-QuvFile quvFileCreateTracked(const ClrWChar* path, uint32_t access, uint32_t /*share*/, void* /*security*/,
-                             uint32_t disposition, uint32_t /*attributes*/, void* /*templateFile*/) {
+QuvFile quvFileCreate(const ClrWChar* path, uint32_t access, uint32_t disposition) {
     std::string name;
     if (!quvNarrowPath(path, &name)) return kBadFile;
     const bool reads = (access & kAccessRead) != 0;
@@ -105,8 +98,6 @@ QuvFile quvFileCreateTracked(const ClrWChar* path, uint32_t access, uint32_t /*s
     while (fd < 0 && errno == EINTR);
     return fd < 0 ? kBadFile : fd;
 }
-
-void quvFileCloseTracked(QuvFile file) { quvFileClose(file); }
 
 ClrStatus quvFileMapError(ClrStatus status) { return status; }
 

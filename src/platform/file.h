@@ -22,26 +22,25 @@ constexpr int kShareReadWrite = 384;
 
 QuvFile quvFileOpen(const ClrWChar* path, int mode, int share);
 void quvFileClose(QuvFile file);
-// Bytes read; 0 at end of file or on failure.
-size_t quvFileRead(QuvFile file, void* buffer, size_t count);
-// Bytes read, negative on failure: tells end of file from failure.
-int64_t quvFileReadMore(QuvFile file, void* buffer, size_t count);
+// Bytes read, fewer only at the end of the file; negative on failure.
+int64_t quvFileRead(QuvFile file, void* buffer, size_t count);
+// True when exactly `count` bytes were read.
+bool quvFileReadExactly(QuvFile file, void* buffer, size_t count);
 // New position, or -1. Origin 0 start, 1 current, 2 end.
 int64_t quvFileSeek(QuvFile file, int64_t offset, int origin);
-// Bytes written. A count of 0 truncates the file at the present position.
-size_t quvFileWrite(QuvFile file, const void* buffer, size_t count);
-// Bytes written, negative on failure.
-int64_t quvFileWriteBlock(QuvFile file, const void* buffer, size_t count);
+// Bytes written; negative when nothing could be.
+int64_t quvFileWrite(QuvFile file, const void* buffer, size_t count);
+// Cuts the file at the present position.
+void quvFileTruncate(QuvFile file);
 
-// Creation with the access, share and disposition words of the Windows file
-// API: access 0x80000000 read, 0x40000000 write; disposition 1 create new,
+// Creation with the access and disposition words of the Windows file API:
+// access 0x80000000 read, 0x40000000 write; disposition 1 create new,
 // 2 create always, 3 open existing, 4 open always, 5 truncate existing.
 constexpr uint32_t kAccessRead = 0x80000000u;
 constexpr uint32_t kAccessWrite = 0x40000000u;
 constexpr uint32_t kCreateAlways = 2;
-QuvFile quvFileCreateTracked(const ClrWChar* path, uint32_t access, uint32_t share, void* security,
-                             uint32_t disposition, uint32_t attributes, void* templateFile);
-void quvFileCloseTracked(QuvFile file);
+constexpr uint32_t kOpenExisting = 3;
+QuvFile quvFileCreate(const ClrWChar* path, uint32_t access, uint32_t disposition);
 
 // The status to report for a failed file operation.
 ClrStatus quvFileMapError(ClrStatus status);

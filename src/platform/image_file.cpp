@@ -56,9 +56,9 @@ ClrStatus quvFileInfo(const ClrWChar* path, int* format) {
     const QuvFile file = quvFileOpen(path, kOpenRead, kShareRead);
     if (file == kBadFile) return errno == ENOENT ? CLR_FILE_NOT_FOUND : CLR_FILE_OPEN_FAILED;
     uint8_t head[kRecogniseBytes];
-    const size_t got = quvFileRead(file, head, sizeof head);
+    const int64_t got = quvFileRead(file, head, sizeof head);
     quvFileClose(file);
-    *format = recogniseImageFormat(head, got);
+    *format = recogniseImageFormat(head, got < 0 ? 0 : static_cast<size_t>(got));
     return CLR_SUCCESS;
 }
 
@@ -68,7 +68,7 @@ uint64_t ByteSource::bytesLeft() {
     return here >= 0 && total > here ? static_cast<uint64_t>(total - here) : 0;
 }
 
-int64_t FileSource::read(void* buffer, size_t count) { return quvFileReadMore(file_, buffer, count); }
+int64_t FileSource::read(void* buffer, size_t count) { return quvFileRead(file_, buffer, count); }
 int64_t FileSource::seek(int64_t offset, int origin) { return quvFileSeek(file_, offset, origin); }
 int64_t FileSource::size() {
     struct stat st;
@@ -112,7 +112,7 @@ void ReplacementFile::closeDescriptor() {
 }
 
 bool ReplacementFile::write(const void* data, size_t count) {
-    return fd_ >= 0 && quvFileWriteBlock(fd_, data, count) == static_cast<int64_t>(count);
+    return fd_ >= 0 && quvFileWrite(fd_, data, count) == static_cast<int64_t>(count);
 }
 
 ClrStatus ReplacementFile::commit() {

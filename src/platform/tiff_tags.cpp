@@ -82,7 +82,7 @@ ClrStatus rewriteTiffTag(const ClrWChar* path, uint32_t tag, uint32_t count, con
         // copy, leaving strips and tiles where they are.
         std::vector<uint8_t> block(1 << 16);
         int64_t n;
-        while ((n = quvFileReadMore(in, block.data(), block.size())) > 0)
+        while ((n = quvFileRead(in, block.data(), block.size())) > 0)
             if (!out.write(block.data(), static_cast<size_t>(n))) break;
         quvFileClose(in);
         if (n != 0) return n < 0 ? CLR_FILE_READ_FAILED : CLR_FILE_WRITE_FAILED;

@@ -215,7 +215,7 @@ extern "C" QUV_API ClrStatus Quv_FillICCProfileFromICCFile(const ClrWChar* fileN
     ScopeGuard close([&] { quvFileClose(file); });
 
     uint8_t head[kIccHeaderBytes];
-    if (quvFileRead(file, head, sizeof head) != sizeof head) return CLR_FILE_READ_FAILED;
+    if (!quvFileReadExactly(file, head, sizeof head)) return CLR_FILE_READ_FAILED;
     if (readBe32(head + 36) != ICC_MAGIC) return CLR_INVALID_PROFILE;
     const int64_t fileSize = quvFileSeek(file, 0, 2);
     if (fileSize < 0) return CLR_INVALID_PROFILE;
@@ -230,7 +230,7 @@ extern "C" QUV_API ClrStatus Quv_FillICCProfileFromICCFile(const ClrWChar* fileN
     auto* bytes = static_cast<uint8_t*>(quvMalloc(declared, 1));
     if (!bytes) return CLR_FAILURE;
     ScopeGuard release([&] { quvFree(bytes); });
-    if (quvFileRead(file, bytes, declared) != declared) return CLR_FILE_READ_FAILED;
+    if (!quvFileReadExactly(file, bytes, declared)) return CLR_FILE_READ_FAILED;
     return Quv_FillICCProfileStructure(profile, bytes, declared);
 }
 
@@ -257,13 +257,13 @@ extern "C" QUV_API ClrStatus Quv_GenerateICCPointer(IccProfile* profile) {
 
 extern "C" QUV_API ClrStatus Quv_GenerateICCFile(IccProfile* profile, const ClrWChar* fileName) {
     if (!profile || !fileName) return CLR_INVALID_PARAMETER;
-    const QuvFile file = quvFileCreateTracked(fileName, kAccessWrite, 3, nullptr, kCreateAlways, 128, nullptr);
+    const QuvFile file = quvFileCreate(fileName, kAccessWrite, kCreateAlways);
     if (file == kBadFile) return CLR_FILE_CREATE_FAILED;
-    ScopeGuard close([&] { quvFileCloseTracked(file); });
+    ScopeGuard close([&] { quvFileClose(file); });
     // The image is not built here. A missing one would be written from a null
     // pointer; that is reported as the failed write it is.
     if (!profile->image && profile->dataSize > 0) return CLR_FILE_WRITE_FAILED;
-    const int64_t written = quvFileWriteBlock(file, profile->image, static_cast<size_t>(profile->dataSize));
+    const int64_t written = quvFileWrite(file, profile->image, static_cast<size_t>(profile->dataSize));
     return written == static_cast<int64_t>(profile->dataSize) ? CLR_SUCCESS : CLR_FILE_WRITE_FAILED;
 }
 
