@@ -356,61 +356,39 @@ TEST(EmbeddedLabProfile, LabPassesThroughUnchanged) {
     EXPECT_LT(farthest, 0.01);
 }
 
-// The rows the press was calibrated against: CMYK lattice nodes of the
-// emulation table and the display RGB expected there.
-struct PressRow {
-    int node[4];
-    int rgb[3];
-};
-const PressRow kPressRows[] = {
-    {{0, 0, 0, 0}, {255, 255, 255}}, {{16, 0, 0, 0}, {0, 178, 236}}, {{0, 16, 0, 0}, {227, 0, 127}},
-    {{0, 0, 16, 0}, {249, 244, 0}},  {{0, 0, 0, 16}, {0, 0, 0}},     {{8, 8, 8, 8}, {82, 72, 66}},
-    {{16, 16, 16, 0}, {54, 39, 51}}, {{0, 0, 0, 15}, {22, 22, 22}},
-};
-
-
 // ---------------------------------------------------------------------------
-// The emulation tables.
+// The emulation tables: their listed rows, met to within one count, a and b
+// of Lab read as signed bytes.
 
-
-quvtest::Pixel entry(const uint8_t* table, size_t index) {
-    return {table[3 * index], table[3 * index + 1], table[3 * index + 2]};
-}
-
-// Entries are compared channel by channel, a and b of Lab as signed bytes:
-// the reference rows are met to within one count.
-void expectWithinOneCount(const quvtest::Pixel& got, std::array<int, 3> want, bool signedAb, const char* where) {
-    for (int c = 0; c < 3; ++c) {
-        int value = signedAb && c > 0 ? int(int8_t(got[c])) : int(got[c]);
-        EXPECT_NEAR(value, want[c], 1) << where << ", channel " << c;
-    }
-}
+namespace k = quv::kernels;
+struct TableRow {
+    const uint8_t* (*table)();
+    int nodes;  // a side of the lattice
+    std::vector<int> node;
+    std::array<int, 3> want;
+};
+const TableRow kTableRows[] = {
+    {k::emulationTableRgb, 33, {0, 0, 0}, {0, 0, 0}},          {k::emulationTableRgb, 33, {32, 32, 32}, {255, 0, 0}},
+    {k::emulationTableRgb, 33, {16, 16, 16}, {137, 0, 0}},     {k::emulationTableRgb, 33, {32, 0, 0}, {138, 81, 70}},
+    {k::emulationTableRgb, 33, {0, 32, 0}, {224, -79, 81}},    {k::emulationTableRgb, 33, {0, 0, 32}, {75, 68, -112}},
+    {k::emulationTableRgb, 33, {31, 31, 31}, {249, 0, 0}},     {k::emulationTableLab, 33, {0, 16, 16}, {0, 0, 0}},
+    {k::emulationTableLab, 33, {16, 16, 16}, {119, 119, 119}}, {k::emulationTableLab, 33, {32, 16, 16}, {255, 255, 255}},
+    {k::emulationTableLab, 33, {16, 24, 16}, {211, 56, 123}},  {k::emulationTableLab, 33, {16, 16, 24}, {138, 119, 0}},
+    {k::emulationTableCmyk, 17, {0, 0, 0, 0}, {255, 255, 255}}, {k::emulationTableCmyk, 17, {16, 0, 0, 0}, {0, 178, 236}},
+    {k::emulationTableCmyk, 17, {0, 16, 0, 0}, {227, 0, 127}},  {k::emulationTableCmyk, 17, {0, 0, 16, 0}, {249, 244, 0}},
+    {k::emulationTableCmyk, 17, {0, 0, 0, 16}, {0, 0, 0}},      {k::emulationTableCmyk, 17, {8, 8, 8, 8}, {82, 72, 66}},
+    {k::emulationTableCmyk, 17, {16, 16, 16, 0}, {54, 39, 51}}, {k::emulationTableCmyk, 17, {0, 0, 0, 15}, {22, 22, 22}},
+};
 
 TEST(EmulationTables, HoldTheReferenceRows) {
-    const uint8_t* rgb = quv::kernels::emulationTableRgb();
-    auto rgbAt = [&](int r, int g, int b) { return entry(rgb, (size_t(r) * 33 + g) * 33 + b); };
-    expectWithinOneCount(rgbAt(0, 0, 0), {0, 0, 0}, true, "RGB (0, 0, 0)");
-    expectWithinOneCount(rgbAt(32, 32, 32), {255, 0, 0}, true, "RGB (32, 32, 32)");
-    expectWithinOneCount(rgbAt(16, 16, 16), {137, 0, 0}, true, "RGB (16, 16, 16)");
-    expectWithinOneCount(rgbAt(32, 0, 0), {138, 81, 70}, true, "RGB (32, 0, 0)");
-    expectWithinOneCount(rgbAt(0, 32, 0), {224, -79, 81}, true, "RGB (0, 32, 0)");
-    expectWithinOneCount(rgbAt(0, 0, 32), {75, 68, -112}, true, "RGB (0, 0, 32)");
-    EXPECT_EQ(rgbAt(31, 31, 31)[0], 249);  // the grey of 248, L* 97.65
-
-    const uint8_t* lab = quv::kernels::emulationTableLab();
-    auto labAt = [&](int l, int a, int b) { return entry(lab, (size_t(l) * 33 + a) * 33 + b); };
-    expectWithinOneCount(labAt(0, 16, 16), {0, 0, 0}, false, "Lab (0, 16, 16)");
-    expectWithinOneCount(labAt(16, 16, 16), {119, 119, 119}, false, "Lab (16, 16, 16)");
-    expectWithinOneCount(labAt(32, 16, 16), {255, 255, 255}, false, "Lab (32, 16, 16)");
-    expectWithinOneCount(labAt(16, 24, 16), {211, 56, 123}, false, "Lab (16, 24, 16)");
-    expectWithinOneCount(labAt(16, 16, 24), {138, 119, 0}, false, "Lab (16, 16, 24)");
-
-    const uint8_t* cmyk = quv::kernels::emulationTableCmyk();
-    for (const PressRow& row : kPressRows) {
-        char where[48];
-        std::snprintf(where, sizeof where, "CMYK (%d, %d, %d, %d)", row.node[0], row.node[1], row.node[2], row.node[3]);
-        size_t index = ((size_t(row.node[0]) * 17 + row.node[1]) * 17 + row.node[2]) * 17 + row.node[3];
-        expectWithinOneCount(entry(cmyk, index), {row.rgb[0], row.rgb[1], row.rgb[2]}, false, where);
+    for (const TableRow& row : kTableRows) {
+        size_t index = 0;
+        for (int n : row.node) index = index * row.nodes + n;
+        const uint8_t* entry = row.table() + 3 * index;
+        const bool signedAb = row.table == k::emulationTableRgb;
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR(signedAb && c > 0 ? int(int8_t(entry[c])) : int(entry[c]), row.want[c], 1)
+                << "node " << testing::PrintToString(row.node) << ", channel " << c;
     }
 }
 
