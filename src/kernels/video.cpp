@@ -1,8 +1,12 @@
 #include "kernels/video.h"
 
+#include "kernels/reference.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
+
+#include <immintrin.h>
 
 namespace quv::kernels {
 namespace {
@@ -210,12 +214,249 @@ struct PlanarWalk {
 
 }  // namespace
 
-ClrStatus rgbToYuy2(const KernelIo& io, int orderFlag) { return rgbToPacked<kYuy2>(io, orderFlag); }
-ClrStatus yuy2ToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kYuy2>(io, orderFlag); }
-ClrStatus rgbToUyvy(const KernelIo& io, int orderFlag) { return rgbToPacked<kUyvy>(io, orderFlag); }
-ClrStatus uyvyToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kUyvy>(io, orderFlag); }
-ClrStatus rgbToY41p(const KernelIo& io, int orderFlag) { return rgbToPacked<kY41p>(io, orderFlag); }
-ClrStatus y41pToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kY41p>(io, orderFlag); }
+// The kernels the conversions call for the packed formats. Integer forms of
+// the studio matrix that give the bytes of the formulas above, a row at a
+// time: AVX2 over blocks of 16 pixels where the processor has it, the
+// integer loop for what is left and on other processors.
+namespace {
+
+// From bytes, every step of the forward formulas is exact in double: the
+// inputs less a half are halves, their products with the constants and
+// the sums are multiples of a half below 2^19, the scaling by 1/1024 is
+// exact, and so is the offset added after it. Each sample is thus the
+// integer sum over 1024 plus its offset, truncated; the halves taken from
+// the inputs cancel in U and V and come to -439.5 in Y, and every sum is
+// positive, so truncation is a shift (and the half in Y never carries).
+// The per-pixel chroma comes back less its 128; callers add it after the
+// means, which keeps the means the same.
+constexpr int32_t studioLuma(int32_t r, int32_t g, int32_t b) { return (516 * g + 100 * b + 263 * r + 15944) >> 10; }
+constexpr int32_t studioBlueDiff(int32_t r, int32_t g, int32_t b) { return (450 * b - 298 * g - 152 * r) >> 10; }
+constexpr int32_t studioRedDiff(int32_t r, int32_t g, int32_t b) { return (-73 * b - 377 * g + 450 * r) >> 10; }
+
+// The inverse with an arithmetic shift for the truncating division: the two
+// differ only on negative sums, which the clamp takes to 0 either way.
+inline uint8_t clampShifted(int32_t sum) { return static_cast<uint8_t>(clamp(sum >> 10, 0, 255)); }
+
+template <int R, int B>
+inline void studioInverseExact(int32_t y, int32_t u, int32_t v, uint8_t* rgb) {
+    const int32_t m = y * 1192;
+    rgb[B] = clampShifted(m - 283008 + u * 2066);
+    rgb[1] = clampShifted(m - v * 833 - u * 400 + 139264);
+    rgb[R] = clampShifted(m - 227712 + v * 1634);
+}
+
+// One row of whole groups, from pixel `from` on, in plain integers.
+template <PackedFormat F, int R, int B>
+void packedForwardRow(const uint8_t* s, uint8_t* d, int64_t from, int64_t pixels) {
+    constexpr int samples = F.pixels >> F.chromaShift;
+    s += 3 * from;
+    d += from / F.pixels * F.bytes;
+    for (int64_t x = from; x < pixels; x += F.pixels, s += 3 * F.pixels, d += F.bytes) {
+        int32_t u[samples] = {}, v[samples] = {};
+        for (int i = 0; i < F.pixels; ++i) {
+            const int32_t r = s[3 * i + R], g = s[3 * i + 1], b = s[3 * i + B];
+            d[F.y[i]] = static_cast<uint8_t>(studioLuma(r, g, b));
+            u[i >> F.chromaShift] += studioBlueDiff(r, g, b);
+            v[i >> F.chromaShift] += studioRedDiff(r, g, b);
+        }
+        for (int c = 0; c < samples; ++c) {
+            d[F.u[c]] = static_cast<uint8_t>((u[c] >> F.chromaShift) + 128);
+            d[F.v[c]] = static_cast<uint8_t>((v[c] >> F.chromaShift) + 128);
+        }
+    }
+}
+
+template <PackedFormat F, int R, int B>
+void packedInverseRow(const uint8_t* s, uint8_t* d, int64_t from, int64_t pixels) {
+    s += from / F.pixels * F.bytes;
+    d += 3 * from;
+    for (int64_t x = from; x < pixels; x += F.pixels, s += F.bytes, d += 3 * F.pixels)
+        for (int i = 0; i < F.pixels; ++i)
+            studioInverseExact<R, B>(s[F.y[i]], s[F.u[i >> F.chromaShift]], s[F.v[i >> F.chromaShift]], d + 3 * i);
+}
+
+// Byte shuffles for the 4:2:2 blocks. A mask entry below 0 gives a zero byte.
+struct alignas(32) ShuffleMask {
+    int8_t at[32];
+};
+
+// Four 3-byte pixels a lane, lane 1's starting `lane1Offset` bytes into its
+// load: a 16-bit word pair (first, second channel) for each pixel, a
+// channel below 0 giving zero.
+constexpr ShuffleMask pixelWordPairs(int first, int second, int lane1Offset) {
+    ShuffleMask m{};
+    for (int lane = 0; lane < 2; ++lane)
+        for (int i = 0; i < 4; ++i) {
+            const int at = (lane ? lane1Offset : 0) + 3 * i;
+            int8_t* w = m.at + 16 * lane + 4 * i;
+            w[0] = static_cast<int8_t>(at + first);
+            w[1] = -1;
+            w[2] = static_cast<int8_t>(second < 0 ? -1 : at + second);
+            w[3] = -1;
+        }
+    return m;
+}
+
+__attribute__((target("avx2"))) inline __m256i load(const ShuffleMask& m) {
+    return _mm256_load_si256(reinterpret_cast<const __m256i*>(m.at));
+}
+__attribute__((target("avx2"))) inline __m256i loadLanes(const uint8_t* lo, const uint8_t* hi) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lo));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(a), _mm_loadu_si128(reinterpret_cast<const __m128i*>(hi)), 1);
+}
+// Two word-pair products summed, per 32-bit lane.
+__attribute__((target("avx2"))) inline __m256i dot(__m256i a, __m256i ka, __m256i b, __m256i kb) {
+    return _mm256_add_epi32(_mm256_madd_epi16(a, ka), _mm256_madd_epi16(b, kb));
+}
+__attribute__((target("avx2"))) inline __m256i pairs(int16_t first, int16_t second) {
+    return _mm256_set1_epi32(static_cast<int32_t>(static_cast<uint16_t>(first) | (uint32_t{static_cast<uint16_t>(second)} << 16)));
+}
+
+// Y, U - 128 and V - 128 of eight pixels as 32-bit lanes.
+struct Samples8 {
+    __m256i y, u, v;
+};
+
+template <int R, int B>
+__attribute__((target("avx2"))) inline Samples8 forward8(__m256i pixels, const ShuffleMask& bgMask,
+                                                         const ShuffleMask& rMask) {
+    const __m256i bg = _mm256_shuffle_epi8(pixels, load(bgMask));
+    const __m256i r = _mm256_shuffle_epi8(pixels, load(rMask));
+    const __m256i y = _mm256_add_epi32(dot(bg, pairs(100, 516), r, pairs(263, 0)), _mm256_set1_epi32(15944));
+    return {_mm256_srai_epi32(y, 10), _mm256_srai_epi32(dot(bg, pairs(450, -298), r, pairs(-152, 0)), 10),
+            _mm256_srai_epi32(dot(bg, pairs(-73, -377), r, pairs(450, 0)), 10)};
+}
+
+// Chroma of pixels 0-3 | 8-11 and 4-7 | 12-15, less 128: the mean of each
+// pair in order, as (s0 + s1) >> 1 on the samples, with the 128 back.
+__attribute__((target("avx2"))) inline __m256i pairMeans(__m256i a, __m256i b) {
+    const __m256i sums = _mm256_madd_epi16(_mm256_packs_epi32(a, b), _mm256_set1_epi16(1));
+    return _mm256_add_epi32(_mm256_srai_epi32(sums, 1), _mm256_set1_epi32(128));
+}
+
+// RGB to YUY2 (LumaFirst) or UYVY, 16 pixels a step: returns the pixels done.
+// Lanes are loaded as pixels 0-3 | 8-11 and 4-7 | 12-15, so that packing
+// the two to 16 bits puts the pixels in order; the last load starts 32
+// bytes in, so nothing past the 48 bytes of the block is read.
+template <int R, int B, bool LumaFirst>
+__attribute__((target("avx2"))) int64_t packed422ForwardAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
+    static constexpr ShuffleMask bgA = pixelWordPairs(B, 1, 0), rA = pixelWordPairs(R, -1, 0);
+    static constexpr ShuffleMask bgB = pixelWordPairs(B, 1, 4), rB = pixelWordPairs(R, -1, 4);
+    int64_t x = 0;
+    for (; x + 16 <= pixels; x += 16, s += 48, d += 32) {
+        const Samples8 a = forward8<R, B>(loadLanes(s, s + 24), bgA, rA);
+        const Samples8 b = forward8<R, B>(loadLanes(s + 12, s + 32), bgB, rB);
+        const __m256i y = _mm256_packs_epi32(a.y, b.y);
+        const __m256i chroma = _mm256_or_si256(pairMeans(a.u, b.u), _mm256_slli_epi32(pairMeans(a.v, b.v), 16));
+        const __m256i out = LumaFirst ? _mm256_or_si256(y, _mm256_slli_epi16(chroma, 8))
+                                      : _mm256_or_si256(chroma, _mm256_slli_epi16(y, 8));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), out);
+    }
+    return x;
+}
+
+// Where each output byte of four pairs of pixels comes from: bytes
+// [X0 of pairs 0-3, G0, Z0, X1] of one register (`firstPart`) and [G1, Z1]
+// of another, X being the channel at byte 0 and Z at byte 2, 0 and 1 the
+// pixels of a pair. Output bytes `from` to `from` + 15 of the 24.
+constexpr ShuffleMask pairBytes(bool firstPart, int from) {
+    ShuffleMask m{};
+    for (int lane = 0; lane < 2; ++lane)
+        for (int j = 0; j < 16; ++j) {
+            const int out = from + j, pair = out / 6, channel = out % 6;
+            const bool mine = out < 24 && (channel < 4) == firstPart;
+            m.at[16 * lane + j] = static_cast<int8_t>(mine ? 4 * (firstPart ? channel : channel - 4) + pair : -1);
+        }
+    return m;
+}
+
+// A channel of the pixels of a pair: 1192 Y plus the pair's chroma terms,
+// shifted; the clamp comes with the saturating packs.
+__attribute__((target("avx2"))) inline __m256i channel(__m256i luma, __m256i chroma) {
+    return _mm256_srai_epi32(_mm256_add_epi32(luma, chroma), 10);
+}
+
+// YUY2 or UYVY to RGB, 16 pixels a step: returns the pixels done. Each
+// 32-bit lane holds one pair of pixels: its U and V as 16-bit words give the
+// chroma terms once for both pixels, its two Y words the luma term of each.
+template <PackedFormat F, int R, int B>
+__attribute__((target("avx2"))) int64_t packed422InverseAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
+    static constexpr ShuffleMask firstHead = pairBytes(true, 0), secondHead = pairBytes(false, 0);
+    static constexpr ShuffleMask firstTail = pairBytes(true, 16), secondTail = pairBytes(false, 16);
+    const __m256i lowByte = _mm256_set1_epi16(0xFF);
+    int64_t x = 0;
+    for (; x + 16 <= pixels; x += 16, s += 32, d += 48) {
+        const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+        const __m256i low = _mm256_and_si256(in, lowByte), high = _mm256_srli_epi16(in, 8);
+        const __m256i y = F.y[0] == 0 ? low : high, uv = F.y[0] == 0 ? high : low;
+        const __m256i m0 = _mm256_madd_epi16(y, pairs(1192, 0)), m1 = _mm256_madd_epi16(y, pairs(0, 1192));
+        const __m256i blue = _mm256_add_epi32(_mm256_madd_epi16(uv, pairs(2066, 0)), _mm256_set1_epi32(-283008));
+        const __m256i green = _mm256_add_epi32(_mm256_madd_epi16(uv, pairs(-400, -833)), _mm256_set1_epi32(139264));
+        const __m256i red = _mm256_add_epi32(_mm256_madd_epi16(uv, pairs(0, 1634)), _mm256_set1_epi32(-227712));
+        const __m256i first = R == 0 ? red : blue, last = R == 0 ? blue : red;
+        const __m256i head = _mm256_packus_epi16(_mm256_packs_epi32(channel(m0, first), channel(m0, green)),
+                                                 _mm256_packs_epi32(channel(m0, last), channel(m1, first)));
+        const __m256i tail = _mm256_packs_epi32(channel(m1, green), channel(m1, last));
+        const __m256i rest = _mm256_packus_epi16(tail, tail);
+        const __m256i out0 = _mm256_or_si256(_mm256_shuffle_epi8(head, load(firstHead)),
+                                             _mm256_shuffle_epi8(rest, load(secondHead)));
+        const __m256i out1 = _mm256_or_si256(_mm256_shuffle_epi8(head, load(firstTail)),
+                                             _mm256_shuffle_epi8(rest, load(secondTail)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out0));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_castsi256_si128(out1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), _mm256_extracti128_si256(out0, 1));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 40), _mm256_extracti128_si256(out1, 1));
+    }
+    return x;
+}
+
+template <PackedFormat F>
+ClrStatus packedForward(const KernelIo& io, int orderFlag) {
+    if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
+    const int64_t pixels = pixelsOf(io.width);
+    const bool avx2 = F.pixels == 2 && kernelIsa() == KernelIsa::Avx2;
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapRows(io, 3 * pixels, pixels / F.pixels * F.bytes, [=](const uint8_t* s, uint8_t* d, int32_t) {
+            int64_t done = 0;
+            if constexpr (F.pixels == 2)
+                if (avx2) done = packed422ForwardAvx2<R, B, F.y[0] == 0>(s, d, pixels);
+            packedForwardRow<F, R, B>(s, d, done, pixels);
+        });
+    });
+}
+
+template <PackedFormat F>
+ClrStatus packedInverse(const KernelIo& io, int orderFlag) {
+    if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
+    const int64_t pixels = pixelsOf(io.width);
+    const bool avx2 = F.pixels == 2 && kernelIsa() == KernelIsa::Avx2;
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapRows(io, pixels / F.pixels * F.bytes, 3 * pixels, [=](const uint8_t* s, uint8_t* d, int32_t) {
+            int64_t done = 0;
+            if constexpr (F.pixels == 2)
+                if (avx2) done = packed422InverseAvx2<F, R, B>(s, d, pixels);
+            packedInverseRow<F, R, B>(s, d, done, pixels);
+        });
+    });
+}
+
+}  // namespace
+
+ClrStatus rgbToYuy2(const KernelIo& io, int orderFlag) { return packedForward<kYuy2>(io, orderFlag); }
+ClrStatus yuy2ToRgb(const KernelIo& io, int orderFlag) { return packedInverse<kYuy2>(io, orderFlag); }
+ClrStatus rgbToUyvy(const KernelIo& io, int orderFlag) { return packedForward<kUyvy>(io, orderFlag); }
+ClrStatus uyvyToRgb(const KernelIo& io, int orderFlag) { return packedInverse<kUyvy>(io, orderFlag); }
+ClrStatus rgbToY41p(const KernelIo& io, int orderFlag) { return packedForward<kY41p>(io, orderFlag); }
+ClrStatus y41pToRgb(const KernelIo& io, int orderFlag) { return packedInverse<kY41p>(io, orderFlag); }
+
+ClrStatus reference::rgbToYuy2(const KernelIo& io, int orderFlag) { return rgbToPacked<kYuy2>(io, orderFlag); }
+ClrStatus reference::yuy2ToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kYuy2>(io, orderFlag); }
+ClrStatus reference::rgbToUyvy(const KernelIo& io, int orderFlag) { return rgbToPacked<kUyvy>(io, orderFlag); }
+ClrStatus reference::uyvyToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kUyvy>(io, orderFlag); }
+ClrStatus reference::rgbToY41p(const KernelIo& io, int orderFlag) { return rgbToPacked<kY41p>(io, orderFlag); }
+ClrStatus reference::y41pToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kY41p>(io, orderFlag); }
 
 // Each block's chroma is a running value over its four rows, c = s0 >> 2,
 // then c = (c + s) / 5 for rows 1 to 3, s being the row's sum of four chroma
