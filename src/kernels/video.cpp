@@ -355,15 +355,16 @@ __attribute__((target("avx2"))) int64_t packed422ForwardAvx2(const uint8_t* s, u
     return x;
 }
 
-// Where each output byte of four pairs of pixels comes from: bytes
+// Where each output byte of four pairs of pixels a lane comes from: bytes
 // [X0 of pairs 0-3, G0, Z0, X1] of one register (`firstPart`) and [G1, Z1]
 // of another, X being the channel at byte 0 and Z at byte 2, 0 and 1 the
-// pixels of a pair. Output bytes `from` to `from` + 15 of the 24.
-constexpr ShuffleMask pairBytes(bool firstPart, int from) {
+// pixels of a pair. Lane 0 makes output bytes from0 to from0 + 15 of its
+// 24, lane 1 from1 on; -1 leaves a byte zero.
+constexpr ShuffleMask pairBytes(bool firstPart, int from0, int from1) {
     ShuffleMask m{};
     for (int lane = 0; lane < 2; ++lane)
         for (int j = 0; j < 16; ++j) {
-            const int out = from + j, pair = out / 6, channel = out % 6;
+            const int out = (lane ? from1 : from0) + j, pair = out / 6, channel = out % 6;
             const bool mine = out < 24 && (channel < 4) == firstPart;
             m.at[16 * lane + j] = static_cast<int8_t>(mine ? 4 * (firstPart ? channel : channel - 4) + pair : -1);
         }
@@ -381,10 +382,14 @@ __attribute__((target("avx2"))) inline __m256i channel(__m256i luma, __m256i chr
 // chroma terms once for both pixels, its two Y words the luma term of each.
 template <PackedFormat F, int R, int B>
 __attribute__((target("avx2"))) int64_t packed422InverseAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
-    static constexpr ShuffleMask firstHead = pairBytes(true, 0), secondHead = pairBytes(false, 0);
-    static constexpr ShuffleMask firstTail = pairBytes(true, 16), secondTail = pairBytes(false, 16);
+    // The 48 bytes of a step as out0 = [0-15 | 32-47] and out1 = [8-23 |
+    // 24-39] (lane 0 its pixels' bytes 8-23, lane 1 its 0-15): out1's middle
+    // 16 bytes are bytes 16-31, stored first, and out0's halves over its ends.
+    static constexpr ShuffleMask firstHead = pairBytes(true, 0, 8), secondHead = pairBytes(false, 0, 8);
+    static constexpr ShuffleMask firstTail = pairBytes(true, 8, 0), secondTail = pairBytes(false, 8, 0);
     const __m256i lowByte = _mm256_set1_epi16(0xFF);
     int64_t x = 0;
+#pragma GCC unroll 2
     for (; x + 16 <= pixels; x += 16, s += 32, d += 48) {
         const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
         const __m256i low = _mm256_and_si256(in, lowByte), high = _mm256_srli_epi16(in, 8);
@@ -402,10 +407,9 @@ __attribute__((target("avx2"))) int64_t packed422InverseAvx2(const uint8_t* s, u
                                              _mm256_shuffle_epi8(rest, load(secondHead)));
         const __m256i out1 = _mm256_or_si256(_mm256_shuffle_epi8(head, load(firstTail)),
                                              _mm256_shuffle_epi8(rest, load(secondTail)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 8), out1);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out0));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_castsi256_si128(out1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 24), _mm256_extracti128_si256(out0, 1));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 40), _mm256_extracti128_si256(out1, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 32), _mm256_extracti128_si256(out0, 1));
     }
     return x;
 }
