@@ -309,6 +309,8 @@ const KernelJob kJobs[] = {
     {"uyvy_to_rgb", k::reference::uyvyToRgb, k::uyvyToRgb, k::rgbToUyvy, kNoPeer, -1},
     {"rgb_to_y41p", k::reference::rgbToY41p, k::rgbToY41p, nullptr, kNoPeer, -1},
     {"y41p_to_rgb", k::reference::y41pToRgb, k::y41pToRgb, k::rgbToY41p, kNoPeer, -1},
+    {"rgb_to_yvu9", k::reference::rgbToYvu9, k::rgbToYvu9, nullptr, kNoPeer, -1},
+    {"yvu9_to_rgb", k::reference::yvu9ToRgb, k::yvu9ToRgb, k::rgbToYvu9, kNoPeer, -1},
 };
 
 void registerKernelJobs() {

@@ -97,6 +97,7 @@ TEST(Video, FastKernelsGiveTheReferenceBytes) {
         {"rgb_to_yuy2", k::rgbToYuy2, k::reference::rgbToYuy2}, {"yuy2_to_rgb", k::yuy2ToRgb, k::reference::yuy2ToRgb},
         {"rgb_to_uyvy", k::rgbToUyvy, k::reference::rgbToUyvy}, {"uyvy_to_rgb", k::uyvyToRgb, k::reference::uyvyToRgb},
         {"rgb_to_y41p", k::rgbToY41p, k::reference::rgbToY41p}, {"y41p_to_rgb", k::y41pToRgb, k::reference::y41pToRgb},
+        {"rgb_to_yvu9", k::rgbToYvu9, k::reference::rgbToYvu9}, {"yvu9_to_rgb", k::yvu9ToRgb, k::reference::yvu9ToRgb},
     };
     const struct { int32_t h, srcPad, dstPad; } shapes[] = {{1, 0, 0}, {3, 5, 2}, {4, 1, 7}};
     Isas isas;

@@ -22,5 +22,7 @@ ClrStatus rgbToUyvy(const KernelIo& io, int orderFlag);
 ClrStatus uyvyToRgb(const KernelIo& io, int orderFlag);
 ClrStatus rgbToY41p(const KernelIo& io, int orderFlag);
 ClrStatus y41pToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag);
+ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag);
 
 }  // namespace quv::kernels::reference

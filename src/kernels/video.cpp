@@ -462,12 +462,31 @@ ClrStatus reference::uyvyToRgb(const KernelIo& io, int orderFlag) { return packe
 ClrStatus reference::rgbToY41p(const KernelIo& io, int orderFlag) { return rgbToPacked<kY41p>(io, orderFlag); }
 ClrStatus reference::y41pToRgb(const KernelIo& io, int orderFlag) { return packedToRgb<kY41p>(io, orderFlag); }
 
+namespace {
+
+// One pixel through the studio matrix, as written (the reference) or in
+// its exact integer form.
+template <bool Exact>
+inline Yuv studioPixel(int32_t r, int32_t g, int32_t b) {
+    if constexpr (!Exact) return studioForward(r, g, b);
+    return {static_cast<uint8_t>(studioLuma(r, g, b)), static_cast<uint8_t>(studioBlueDiff(r, g, b) + 128),
+            static_cast<uint8_t>(studioRedDiff(r, g, b) + 128)};
+}
+template <bool Exact, int R, int B>
+inline void studioInversePixel(int32_t y, int32_t u, int32_t v, uint8_t* rgb) {
+    if constexpr (Exact)
+        studioInverseExact<R, B>(y, u, v, rgb);
+    else
+        studioInverse<R, B>(y, u, v, rgb);
+}
+
 // Each block's chroma is a running value over its four rows, c = s0 >> 2,
 // then c = (c + s) / 5 for rows 1 to 3, s being the row's sum of four chroma
 // bytes: row 3 weighs four fifths. Within a block row the source steps by
 // whole padded rows; from one block row to the next by 12 x width bytes,
 // which leaves the pads of the rows passed over out of the count.
-ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) {
+template <bool Exact>
+ClrStatus yvu9Forward(const KernelIo& io, int orderFlag) {
     if (io.width % kBlock != 0 || io.height % kBlock != 0) return CLR_SIZE_NOT_MULTIPLE_OF_4;
     const int64_t w = pixelsOf(io.width);
     if (!io.probe->readable(io.src, walkExtent(3 * w, io.srcPad, io.height)) ||
@@ -489,7 +508,7 @@ ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) {
                     uint8_t* y = yPlane + (by * kBlock + k) * w + bx * kBlock;
                     int32_t su = 0, sv = 0;
                     for (int i = 0; i < kBlock; ++i, s += 3) {
-                        const Yuv p = studioForward(s[R], s[1], s[B]);
+                        const Yuv p = studioPixel<Exact>(s[R], s[1], s[B]);
                         y[i] = p.y;
                         su += p.u;
                         sv += p.v;
@@ -505,7 +524,8 @@ ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) {
     return CLR_SUCCESS;
 }
 
-ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) {
+template <bool Exact>
+ClrStatus yvu9Inverse(const KernelIo& io, int orderFlag) {
     if (io.width % kBlock != 0 || io.height % kBlock != 0) return CLR_SIZE_NOT_MULTIPLE_OF_4;
     const int64_t w = pixelsOf(io.width);
     if (!io.probe->readable(io.src, yvu9Bytes(io.width, io.height)) ||
@@ -522,11 +542,18 @@ ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) {
             const uint8_t* y = yPlane + row * w;
             const int64_t chroma = (row / kBlock) * (w / kBlock);
             for (int64_t x = 0; x < w; ++x, d += 3)
-                studioInverse<R, B>(y[x], uPlane[chroma + x / kBlock], vPlane[chroma + x / kBlock], d);
+                studioInversePixel<Exact, R, B>(y[x], uPlane[chroma + x / kBlock], vPlane[chroma + x / kBlock], d);
         });
         return CLR_SUCCESS;
     });
 }
+
+}  // namespace
+
+ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) { return yvu9Forward<true>(io, orderFlag); }
+ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) { return yvu9Inverse<true>(io, orderFlag); }
+ClrStatus reference::rgbToYvu9(const KernelIo& io, int orderFlag) { return yvu9Forward<false>(io, orderFlag); }
+ClrStatus reference::yvu9ToRgb(const KernelIo& io, int orderFlag) { return yvu9Inverse<false>(io, orderFlag); }
 
 // RGB444 is probed at 3 bytes a pixel on the source in both directions. Its
 // destination is asked for 3 x width x height / 2 bytes either way, fewer
