@@ -414,17 +414,94 @@ __attribute__((target("avx2"))) int64_t packed422InverseAvx2(const uint8_t* s, u
     return x;
 }
 
+// Y41P, 16 pixels (two groups) a step, one group to a lane: the samples
+// as for 4:2:2, chroma summed over four pixels, and each lane's 12 bytes
+// put in order and moved together: returns the pixels done.
+template <int R, int B>
+__attribute__((target("avx2"))) int64_t y41pForwardAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
+    static constexpr ShuffleMask bgA = pixelWordPairs(B, 1, 0), rA = pixelWordPairs(R, -1, 0);
+    static constexpr ShuffleMask bgB = pixelWordPairs(B, 1, 4), rB = pixelWordPairs(R, -1, 4);
+    // Lane bytes [Y0..Y7, U0, U4, V0, V4, ...] to U0 Y0 V0 Y1 U4 Y2 V4 Y3 Y4..Y7.
+    static constexpr ShuffleMask order{{8, 0, 10, 1, 9, 2, 11, 3, 4, 5, 6, 7, -1, -1, -1, -1,
+                                        8, 0, 10, 1, 9, 2, 11, 3, 4, 5, 6, 7, -1, -1, -1, -1}};
+    const __m256i ones = _mm256_set1_epi16(1);
+    const __m256i together = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+    int64_t x = 0;
+    for (; x + 16 <= pixels; x += 16, s += 48, d += 24) {
+        const Samples8 a = forward8<R, B>(loadLanes(s, s + 24), bgA, rA);
+        const Samples8 b = forward8<R, B>(loadLanes(s + 12, s + 32), bgB, rB);
+        const __m256i uPairs = _mm256_madd_epi16(_mm256_packs_epi32(a.u, b.u), ones);
+        const __m256i vPairs = _mm256_madd_epi16(_mm256_packs_epi32(a.v, b.v), ones);
+        // [U0, U4, V0, V4] of each group: sums of four, quartered, with 128 back.
+        const __m256i chroma = _mm256_add_epi32(_mm256_srai_epi32(_mm256_hadd_epi32(uPairs, vPairs), 2),
+                                                _mm256_set1_epi32(128));
+        const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(a.y, b.y), _mm256_packs_epi32(chroma, chroma));
+        const __m256i out = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(bytes, load(order)), together);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_extracti128_si256(out, 1));
+    }
+    return x;
+}
+
+// One Y41P group to a register, pixels 0-3 in lane 0 and 4-7 in lane 1:
+// the word pair (Y, U or V of the lane's half) of each pixel.
+constexpr ShuffleMask y41pWordPairs(bool red) {
+    ShuffleMask m{};
+    for (int lane = 0; lane < 2; ++lane)
+        for (int i = 0; i < 4; ++i) {
+            int8_t* w = m.at + 16 * lane + 4 * i;
+            w[0] = static_cast<int8_t>(kY41p.y[4 * lane + i]);
+            w[1] = -1;
+            w[2] = static_cast<int8_t>(red ? kY41p.v[lane] : kY41p.u[lane]);
+            w[3] = -1;
+        }
+    return m;
+}
+
+// Bytes [X0..3, Z0..3, G0..3, G0..3] of a lane to X, G, Z pixels in 12
+// bytes, X being the channel at byte 0.
+constexpr ShuffleMask kInterleave{{0, 8, 4, 1, 9, 5, 2, 10, 6, 3, 11, 7, -1, -1, -1, -1,
+                                   0, 8, 4, 1, 9, 5, 2, 10, 6, 3, 11, 7, -1, -1, -1, -1}};
+
+// Y41P to RGB, a group of 8 pixels a step: returns the pixels done. Each
+// group is read with 16-byte loads, so the last group of a row is left to
+// the integer loop.
+template <int R, int B>
+__attribute__((target("avx2"))) int64_t y41pInverseAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
+    static constexpr ShuffleMask yuMask = y41pWordPairs(false), yvMask = y41pWordPairs(true);
+    const __m256i together = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+    int64_t x = 0;
+    for (; x + 16 <= pixels; x += 8, s += 12, d += 24) {
+        const __m256i in = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)));
+        const __m256i yu = _mm256_shuffle_epi8(in, load(yuMask)), yv = _mm256_shuffle_epi8(in, load(yvMask));
+        const __m256i b = _mm256_add_epi32(_mm256_madd_epi16(yu, pairs(1192, 2066)), _mm256_set1_epi32(-283008));
+        const __m256i g = _mm256_add_epi32(dot(yu, pairs(1192, -400), yv, pairs(0, -833)), _mm256_set1_epi32(139264));
+        const __m256i r = _mm256_add_epi32(_mm256_madd_epi16(yv, pairs(1192, 1634)), _mm256_set1_epi32(-227712));
+        const __m256i first = _mm256_srai_epi32(R == 0 ? r : b, 10), last = _mm256_srai_epi32(R == 0 ? b : r, 10);
+        const __m256i green = _mm256_srai_epi32(g, 10);
+        const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(first, last), _mm256_packs_epi32(green, green));
+        const __m256i out = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(bytes, load(kInterleave)), together);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_extracti128_si256(out, 1));
+    }
+    return x;
+}
+
 template <PackedFormat F>
 ClrStatus packedForward(const KernelIo& io, int orderFlag) {
     if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
     const int64_t pixels = pixelsOf(io.width);
-    const bool avx2 = F.pixels == 2 && kernelIsa() == KernelIsa::Avx2;
+    const bool avx2 = kernelIsa() == KernelIsa::Avx2;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapRows(io, 3 * pixels, pixels / F.pixels * F.bytes, [=](const uint8_t* s, uint8_t* d, int32_t) {
             int64_t done = 0;
-            if constexpr (F.pixels == 2)
-                if (avx2) done = packed422ForwardAvx2<R, B, F.y[0] == 0>(s, d, pixels);
+            if (avx2) {
+                if constexpr (F.pixels == 2)
+                    done = packed422ForwardAvx2<R, B, F.y[0] == 0>(s, d, pixels);
+                else
+                    done = y41pForwardAvx2<R, B>(s, d, pixels);
+            }
             packedForwardRow<F, R, B>(s, d, done, pixels);
         });
     });
@@ -434,13 +511,17 @@ template <PackedFormat F>
 ClrStatus packedInverse(const KernelIo& io, int orderFlag) {
     if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
     const int64_t pixels = pixelsOf(io.width);
-    const bool avx2 = F.pixels == 2 && kernelIsa() == KernelIsa::Avx2;
+    const bool avx2 = kernelIsa() == KernelIsa::Avx2;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         return mapRows(io, pixels / F.pixels * F.bytes, 3 * pixels, [=](const uint8_t* s, uint8_t* d, int32_t) {
             int64_t done = 0;
-            if constexpr (F.pixels == 2)
-                if (avx2) done = packed422InverseAvx2<F, R, B>(s, d, pixels);
+            if (avx2) {
+                if constexpr (F.pixels == 2)
+                    done = packed422InverseAvx2<F, R, B>(s, d, pixels);
+                else
+                    done = y41pInverseAvx2<R, B>(s, d, pixels);
+            }
             packedInverseRow<F, R, B>(s, d, done, pixels);
         });
     });
