@@ -463,26 +463,65 @@ constexpr ShuffleMask y41pWordPairs(bool red) {
 constexpr ShuffleMask kInterleave{{0, 8, 4, 1, 9, 5, 2, 10, 6, 3, 11, 7, -1, -1, -1, -1,
                                    0, 8, 4, 1, 9, 5, 2, 10, 6, 3, 11, 7, -1, -1, -1, -1}};
 
+// Eight pixels from their word pairs (Y, U) and (Y, V), pixels 0-3 in lane
+// 0 and 4-7 in lane 1, to their 24 bytes at d.
+template <int R, int B>
+__attribute__((target("avx2"))) inline void decode8(__m256i yu, __m256i yv, uint8_t* d) {
+    const __m256i b = _mm256_add_epi32(_mm256_madd_epi16(yu, pairs(1192, 2066)), _mm256_set1_epi32(-283008));
+    const __m256i g = _mm256_add_epi32(dot(yu, pairs(1192, -400), yv, pairs(0, -833)), _mm256_set1_epi32(139264));
+    const __m256i r = _mm256_add_epi32(_mm256_madd_epi16(yv, pairs(1192, 1634)), _mm256_set1_epi32(-227712));
+    const __m256i first = _mm256_srai_epi32(R == 0 ? r : b, 10), last = _mm256_srai_epi32(R == 0 ? b : r, 10);
+    const __m256i green = _mm256_srai_epi32(g, 10);
+    const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(first, last), _mm256_packs_epi32(green, green));
+    const __m256i out = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(bytes, load(kInterleave)),
+                                                    _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_extracti128_si256(out, 1));
+}
+
 // Y41P to RGB, a group of 8 pixels a step: returns the pixels done. Each
 // group is read with 16-byte loads, so the last group of a row is left to
 // the integer loop.
 template <int R, int B>
 __attribute__((target("avx2"))) int64_t y41pInverseAvx2(const uint8_t* s, uint8_t* d, int64_t pixels) {
     static constexpr ShuffleMask yuMask = y41pWordPairs(false), yvMask = y41pWordPairs(true);
-    const __m256i together = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
     int64_t x = 0;
     for (; x + 16 <= pixels; x += 8, s += 12, d += 24) {
         const __m256i in = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)));
-        const __m256i yu = _mm256_shuffle_epi8(in, load(yuMask)), yv = _mm256_shuffle_epi8(in, load(yvMask));
-        const __m256i b = _mm256_add_epi32(_mm256_madd_epi16(yu, pairs(1192, 2066)), _mm256_set1_epi32(-283008));
-        const __m256i g = _mm256_add_epi32(dot(yu, pairs(1192, -400), yv, pairs(0, -833)), _mm256_set1_epi32(139264));
-        const __m256i r = _mm256_add_epi32(_mm256_madd_epi16(yv, pairs(1192, 1634)), _mm256_set1_epi32(-227712));
-        const __m256i first = _mm256_srai_epi32(R == 0 ? r : b, 10), last = _mm256_srai_epi32(R == 0 ? b : r, 10);
-        const __m256i green = _mm256_srai_epi32(g, 10);
-        const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(first, last), _mm256_packs_epi32(green, green));
-        const __m256i out = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(bytes, load(kInterleave)), together);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(out));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_extracti128_si256(out, 1));
+        decode8<R, B>(_mm256_shuffle_epi8(in, load(yuMask)), _mm256_shuffle_epi8(in, load(yvMask)), d);
+    }
+    return x;
+}
+
+// Eight pixels of a YVU9 row from [Y0..Y7, U0, U1, V0, V1]: the word pair
+// (Y, U or V of its block) of each, pixels 0-3 in lane 0, 4-7 in lane 1.
+constexpr ShuffleMask yvu9WordPairs(bool red) {
+    ShuffleMask m{};
+    for (int lane = 0; lane < 2; ++lane)
+        for (int i = 0; i < 4; ++i) {
+            int8_t* w = m.at + 16 * lane + 4 * i;
+            w[0] = static_cast<int8_t>(4 * lane + i);
+            w[1] = -1;
+            w[2] = static_cast<int8_t>((red ? 10 : 8) + lane);
+            w[3] = -1;
+        }
+    return m;
+}
+
+// A YVU9 row to RGB, 8 pixels a step, from its Y row and its block row's U
+// and V samples: returns the pixels done.
+template <int R, int B>
+__attribute__((target("avx2"))) int64_t yvu9InverseRowAvx2(const uint8_t* y, const uint8_t* u, const uint8_t* v,
+                                                          uint8_t* d, int64_t pixels) {
+    static constexpr ShuffleMask yuMask = yvu9WordPairs(false), yvMask = yvu9WordPairs(true);
+    int64_t x = 0;
+    for (; x + 8 <= pixels; x += 8, d += 24) {
+        const uint32_t chroma = uint32_t{u[x / 4]} | uint32_t{u[x / 4 + 1]} << 8 | uint32_t{v[x / 4]} << 16 |
+                                uint32_t{v[x / 4 + 1]} << 24;
+        const __m128i in = _mm_insert_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(y + x)),
+                                            static_cast<int32_t>(chroma), 2);
+        const __m256i both = _mm256_broadcastsi128_si256(in);
+        decode8<R, B>(_mm256_shuffle_epi8(both, load(yuMask)), _mm256_shuffle_epi8(both, load(yvMask)), d);
     }
     return x;
 }
@@ -617,12 +656,16 @@ ClrStatus yvu9Inverse(const KernelIo& io, int orderFlag) {
     const uint8_t* uPlane = vPlane + w * pixelsOf(io.height) / 16;
     KernelIo rows = io;
     rows.srcPad = 0;  // the source is planes, read by row index below
+    const bool avx2 = kernelIsa() == KernelIsa::Avx2;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         forEachRow(rows, 0, 3 * w, [=](const uint8_t*, uint8_t* d, int32_t row) {
             const uint8_t* y = yPlane + row * w;
             const int64_t chroma = (row / kBlock) * (w / kBlock);
-            for (int64_t x = 0; x < w; ++x, d += 3)
+            int64_t x = 0;
+            if constexpr (Exact)
+                if (avx2) x = yvu9InverseRowAvx2<R, B>(y, uPlane + chroma, vPlane + chroma, d, w);
+            for (d += 3 * x; x < w; ++x, d += 3)
                 studioInversePixel<Exact, R, B>(y[x], uPlane[chroma + x / kBlock], vPlane[chroma + x / kBlock], d);
         });
         return CLR_SUCCESS;
