@@ -584,14 +584,86 @@ ClrStatus reference::y41pToRgb(const KernelIo& io, int orderFlag) { return packe
 
 namespace {
 
-// One pixel through the studio matrix, as written (the reference) or in
-// its exact integer form.
-template <bool Exact>
-inline Yuv studioPixel(int32_t r, int32_t g, int32_t b) {
-    if constexpr (!Exact) return studioForward(r, g, b);
-    return {static_cast<uint8_t>(studioLuma(r, g, b)), static_cast<uint8_t>(studioBlueDiff(r, g, b) + 128),
-            static_cast<uint8_t>(studioRedDiff(r, g, b) + 128)};
+// A block's running chroma after its row k of 4, from the row's sum of the
+// block's four samples.
+inline int32_t runningChroma(int32_t c, int32_t sum, int k) { return k == 0 ? sum >> 2 : (c + sum) / 5; }
+
+// One source row of a YVU9 block row, pixels `from` to `pixels`: Y to its
+// plane row, and the running chroma of each block (indexed from the row's
+// first pixel) brought past row k.
+template <int R, int B>
+void yvu9ForwardRow(const uint8_t* s, uint8_t* y, int32_t* cu, int32_t* cv, int k, int64_t from, int64_t pixels) {
+    for (int64_t x = from; x < pixels; x += kBlock) {
+        int32_t su = 0, sv = 0;
+        for (int64_t i = x; i < x + kBlock; ++i) {
+            const int32_t r = s[3 * i + R], g = s[3 * i + 1], b = s[3 * i + B];
+            y[i] = static_cast<uint8_t>(studioLuma(r, g, b));
+            su += studioBlueDiff(r, g, b) + 128;
+            sv += studioRedDiff(r, g, b) + 128;
+        }
+        cu[x / kBlock] = runningChroma(cu[x / kBlock], su, k);
+        cv[x / kBlock] = runningChroma(cv[x / kBlock], sv, k);
+    }
 }
+
+// The same, 16 pixels (four blocks) a step in AVX2: returns the pixels done.
+template <int R, int B>
+__attribute__((target("avx2"))) int64_t yvu9ForwardRowAvx2(const uint8_t* s, uint8_t* y, int32_t* cu, int32_t* cv,
+                                                          int k, int64_t pixels) {
+    static constexpr ShuffleMask bgA = pixelWordPairs(B, 1, 0), rA = pixelWordPairs(R, -1, 0);
+    static constexpr ShuffleMask bgB = pixelWordPairs(B, 1, 4), rB = pixelWordPairs(R, -1, 4);
+    const __m256i ones = _mm256_set1_epi16(1);
+    int64_t x = 0;
+    for (; x + 16 <= pixels; x += 16, s += 48) {
+        const Samples8 a = forward8<R, B>(loadLanes(s, s + 24), bgA, rA);
+        const Samples8 b = forward8<R, B>(loadLanes(s + 12, s + 32), bgB, rB);
+        const __m256i luma = _mm256_packus_epi16(_mm256_packs_epi32(a.y, b.y), _mm256_setzero_si256());
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(y + x),
+                         _mm256_castsi256_si128(_mm256_permute4x64_epi64(luma, 0x08)));
+        // Lane sums [U of blocks 0, 1, V of 0, 1 | U of 2, 3, V of 2, 3],
+        // less 128 a sample.
+        alignas(32) int32_t sums[8];
+        _mm256_store_si256(reinterpret_cast<__m256i*>(sums),
+                           _mm256_hadd_epi32(_mm256_madd_epi16(_mm256_packs_epi32(a.u, b.u), ones),
+                                             _mm256_madd_epi16(_mm256_packs_epi32(a.v, b.v), ones)));
+        int32_t* u = cu + x / kBlock;
+        int32_t* v = cv + x / kBlock;
+        for (int blk = 0; blk < 4; ++blk) {
+            const int at = (blk & 2) * 2 + (blk & 1);
+            u[blk] = runningChroma(u[blk], sums[at] + 512, k);
+            v[blk] = runningChroma(v[blk], sums[at + 2] + 512, k);
+        }
+    }
+    return x;
+}
+
+// RGB to YVU9 in runs of up to 256 pixels of each block row, the four rows
+// of a run one after the other, the blocks' running chroma kept beside them
+// and stored when the run's rows are done.
+template <int R, int B>
+void yvu9ForwardRuns(const KernelIo& io, uint8_t* yPlane, uint8_t* vPlane, uint8_t* uPlane) {
+    constexpr int64_t kRun = 256;
+    const int64_t w = pixelsOf(io.width), h = io.height, rowStep = 3 * w + padBytes(io.srcPad);
+    const int64_t blocksPerRow = w / kBlock;
+    const bool avx2 = kernelIsa() == KernelIsa::Avx2;
+    int32_t cu[kRun / kBlock], cv[kRun / kBlock];
+    for (int64_t by = 0; by < h / kBlock; ++by)
+        for (int64_t x0 = 0; x0 < w; x0 += kRun) {
+            const int64_t n = std::min(kRun, w - x0);
+            for (int k = 0; k < kBlock; ++k) {
+                const uint8_t* s = io.src + by * 4 * 3 * w + k * rowStep + 3 * x0;
+                uint8_t* y = yPlane + (by * kBlock + k) * w + x0;
+                const int64_t done = avx2 ? yvu9ForwardRowAvx2<R, B>(s, y, cu, cv, k, n) : 0;
+                yvu9ForwardRow<R, B>(s, y, cu, cv, k, done, n);
+            }
+            for (int64_t i = 0; i < n / kBlock; ++i) {
+                uPlane[by * blocksPerRow + x0 / kBlock + i] = static_cast<uint8_t>(cu[i]);
+                vPlane[by * blocksPerRow + x0 / kBlock + i] = static_cast<uint8_t>(cv[i]);
+            }
+        }
+}
+
+// The inverse as written (the reference) or in its exact integer form.
 template <bool Exact, int R, int B>
 inline void studioInversePixel(int32_t y, int32_t u, int32_t v, uint8_t* rgb) {
     if constexpr (Exact)
@@ -619,25 +691,29 @@ ClrStatus yvu9Forward(const KernelIo& io, int orderFlag) {
     uint8_t* uPlane = vPlane + w * h / 16;
     withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        for (int64_t by = 0; by < h / kBlock; ++by) {
-            const uint8_t* blockRow = io.src + by * 4 * 3 * w;
-            for (int64_t bx = 0; bx < blocksPerRow; ++bx) {
-                int32_t cu = 0, cv = 0;
-                for (int k = 0; k < kBlock; ++k) {
-                    const uint8_t* s = blockRow + k * rowStep + bx * 3 * kBlock;
-                    uint8_t* y = yPlane + (by * kBlock + k) * w + bx * kBlock;
-                    int32_t su = 0, sv = 0;
-                    for (int i = 0; i < kBlock; ++i, s += 3) {
-                        const Yuv p = studioPixel<Exact>(s[R], s[1], s[B]);
-                        y[i] = p.y;
-                        su += p.u;
-                        sv += p.v;
+        if constexpr (Exact) {
+            yvu9ForwardRuns<R, B>(io, yPlane, vPlane, uPlane);
+        } else {
+            for (int64_t by = 0; by < h / kBlock; ++by) {
+                const uint8_t* blockRow = io.src + by * 4 * 3 * w;
+                for (int64_t bx = 0; bx < blocksPerRow; ++bx) {
+                    int32_t cu = 0, cv = 0;
+                    for (int k = 0; k < kBlock; ++k) {
+                        const uint8_t* s = blockRow + k * rowStep + bx * 3 * kBlock;
+                        uint8_t* y = yPlane + (by * kBlock + k) * w + bx * kBlock;
+                        int32_t su = 0, sv = 0;
+                        for (int i = 0; i < kBlock; ++i, s += 3) {
+                            const Yuv p = studioForward(s[R], s[1], s[B]);
+                            y[i] = p.y;
+                            su += p.u;
+                            sv += p.v;
+                        }
+                        cu = k == 0 ? su >> 2 : (cu + su) / 5;
+                        cv = k == 0 ? sv >> 2 : (cv + sv) / 5;
                     }
-                    cu = k == 0 ? su >> 2 : (cu + su) / 5;
-                    cv = k == 0 ? sv >> 2 : (cv + sv) / 5;
+                    uPlane[by * blocksPerRow + bx] = static_cast<uint8_t>(cu);
+                    vPlane[by * blocksPerRow + bx] = static_cast<uint8_t>(cv);
                 }
-                uPlane[by * blocksPerRow + bx] = static_cast<uint8_t>(cu);
-                vPlane[by * blocksPerRow + bx] = static_cast<uint8_t>(cv);
             }
         }
     });
