@@ -214,10 +214,10 @@ struct PlanarWalk {
 
 }  // namespace
 
-// The kernels the conversions call for the packed formats. Integer forms of
-// the studio matrix that give the bytes of the formulas above, a row at a
-// time: AVX2 over blocks of 16 pixels where the processor has it, the
-// integer loop for what is left and on other processors.
+// The kernels the conversions call for YUY2, UYVY, Y41P and YVU9. Integer
+// forms of the studio matrix that give the bytes of the formulas above, a
+// row at a time: AVX2 over blocks of 8 or 16 pixels where the processor has
+// it, the integer loop for what is left and on other processors.
 namespace {
 
 // From bytes, every step of the forward formulas is exact in double: the
@@ -275,7 +275,7 @@ void packedInverseRow(const uint8_t* s, uint8_t* d, int64_t from, int64_t pixels
             studioInverseExact<R, B>(s[F.y[i]], s[F.u[i >> F.chromaShift]], s[F.v[i >> F.chromaShift]], d + 3 * i);
 }
 
-// Byte shuffles for the 4:2:2 blocks. A mask entry below 0 gives a zero byte.
+// Byte shuffles for the AVX2 rows. A mask entry below 0 gives a zero byte.
 struct alignas(32) ShuffleMask {
     int8_t at[32];
 };
