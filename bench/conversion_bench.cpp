@@ -8,6 +8,7 @@
 #include "kernels/lab.h"
 #include "kernels/matrix.h"
 #include "kernels/reference.h"
+#include "kernels/video.h"
 #include "platform/probe.h"
 #include "ratio_reporter.h"
 
@@ -303,6 +304,14 @@ const KernelJob kJobs[] = {
     {"ycbcr_to_rgb", nullptr, k::ycbcrToRgb, k::rgbToYcbcr, cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb},
     {"hsi_to_rgb", k::reference::hsiToRgb, k::hsiToRgb, k::rgbToHsi, kNoPeer, -1},
     {"rgb_to_hsi", nullptr, k::rgbToHsi, nullptr, kNoPeer, -1},
+    {"rgb_to_yuy2", k::reference::rgbToYuy2, k::rgbToYuy2, nullptr, kNoPeer, -1},
+    {"yuy2_to_rgb", k::reference::yuy2ToRgb, k::yuy2ToRgb, k::rgbToYuy2, kNoPeer, -1},
+    {"rgb_to_uyvy", k::reference::rgbToUyvy, k::rgbToUyvy, nullptr, kNoPeer, -1},
+    {"uyvy_to_rgb", k::reference::uyvyToRgb, k::uyvyToRgb, k::rgbToUyvy, kNoPeer, -1},
+    {"rgb_to_y41p", k::reference::rgbToY41p, k::rgbToY41p, nullptr, kNoPeer, -1},
+    {"y41p_to_rgb", k::reference::y41pToRgb, k::y41pToRgb, k::rgbToY41p, kNoPeer, -1},
+    {"rgb_to_yvu9", k::reference::rgbToYvu9, k::rgbToYvu9, nullptr, kNoPeer, -1},
+    {"yvu9_to_rgb", k::reference::yvu9ToRgb, k::yvu9ToRgb, k::rgbToYvu9, kNoPeer, -1},
 };
 
 void registerKernelJobs() {

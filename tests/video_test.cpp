@@ -2,11 +2,14 @@
 // uses the same studio-range matrix with its own rounding.
 #include "test_support.h"
 
+#include "kernels/reference.h"
 #include "kernels/video.h"
 
 #include <gtest/gtest.h>
 #include <libyuv.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 
 namespace {
@@ -73,26 +76,85 @@ TEST(Video, PackedFormatsAgreeWithLibyuv) {
     }
 }
 
-// The AVX2 copies of the row walks give the baseline bytes, on frames of
-// several sizes and pads, both ways.
-TEST(Video, Avx2RowWalksGiveTheBaselineBytes) {
-    namespace kt = quv::kernels::testing;
-    kt::forceKernelIsa(quv::kernels::KernelIsa::Avx2);
-    if (quv::kernels::kernelIsa() != quv::kernels::KernelIsa::Avx2) GTEST_SKIP() << "no AVX2";
-    const struct { int32_t w, h, pad; } sizes[] = {{8, 4, 0}, {40, 8, 3}, {1928, 4, 7}};
-    for (ClrSpace space : {ClrSpaceYuy2, ClrSpaceUyvy, ClrSpaceY41p, ClrSpaceYvu9, ClrSpaceRgb444})
-        for (const auto& z : sizes)
-            for (bool forward : {true, false}) {
-                const ClrSpace from = forward ? ClrSpace{ClrSpaceBgr} : space, to = forward ? space : ClrSpace{ClrSpaceBgr};
-                const Bytes src = randomBytes((3 * z.w + z.pad) * z.h, uint32_t(z.w + space));
-                Bytes out[2] = {Bytes(src.size()), Bytes(src.size())};
-                for (int isa = 0; isa < 2; ++isa) {
-                    kt::forceKernelIsa(isa ? quv::kernels::KernelIsa::Avx2 : quv::kernels::KernelIsa::Baseline);
-                    EXPECT_EQ(Quv_ClrConvertDirect(from, to, src.data(), out[isa].data(), z.w, z.h, z.pad, z.pad), 1);
-                }
-                EXPECT_EQ(out[0], out[1]) << from << " -> " << to << ", " << z.w;
-            }
-    kt::resetKernelIsa();
+// Which instruction set the kernels use, for the tests that run both.
+struct Isas {
+    std::vector<k::KernelIsa> available{k::KernelIsa::Baseline};
+    Isas() {
+        k::testing::forceKernelIsa(k::KernelIsa::Avx2);
+        if (k::kernelIsa() == k::KernelIsa::Avx2) available.push_back(k::KernelIsa::Avx2);
+    }
+    ~Isas() { k::testing::resetKernelIsa(); }
+};
+
+// The kernels the conversions call give the statuses and bytes of the
+// formulas as written, on each instruction set: widths around the 16-pixel
+// blocks and odd ones, pads on both sides, both channel orders. Buffers are
+// as long as the rows (bytes per 8 pixels) and pads need, so that a read or
+// write past them shows under AddressSanitizer.
+TEST(Video, FastKernelsGiveTheReferenceBytes) {
+    const struct {
+        const char* name;
+        k::Kernel fast, reference;
+        int srcPer8, dstPer8;
+    } kernels[] = {
+        {"rgb_to_yuy2", k::rgbToYuy2, k::reference::rgbToYuy2, 24, 16},
+        {"yuy2_to_rgb", k::yuy2ToRgb, k::reference::yuy2ToRgb, 16, 24},
+        {"rgb_to_uyvy", k::rgbToUyvy, k::reference::rgbToUyvy, 24, 16},
+        {"uyvy_to_rgb", k::uyvyToRgb, k::reference::uyvyToRgb, 16, 24},
+        {"rgb_to_y41p", k::rgbToY41p, k::reference::rgbToY41p, 24, 12},
+        {"y41p_to_rgb", k::y41pToRgb, k::reference::y41pToRgb, 12, 24},
+        {"rgb_to_yvu9", k::rgbToYvu9, k::reference::rgbToYvu9, 24, 9},
+        {"yvu9_to_rgb", k::yvu9ToRgb, k::reference::yvu9ToRgb, 9, 24},
+    };
+    const struct { int32_t h, srcPad, dstPad; } shapes[] = {{1, 0, 0}, {3, 5, 2}, {4, 1, 7}};
+    Isas isas;
+    int converted = 0;  // calls that converted, rather than refused
+    for (k::KernelIsa isa : isas.available) {
+        k::testing::forceKernelIsa(isa);
+        for (const auto& kernel : kernels)
+            for (int32_t w : {1, 2, 3, 8, 14, 16, 18, 24, 30, 32, 34, 40, 48, 50, 64, 66, 1920, 1928})
+                for (const auto& z : shapes)
+                    for (int order : {0, 1}) {
+                        auto bytes = [&](int per8, int32_t pad) { return size_t((per8 * w + 7) / 8 + pad) * z.h; };
+                        const Bytes src = randomBytes(bytes(kernel.srcPer8, z.srcPad), uint32_t(w * 7 + z.h));
+                        Bytes fast(bytes(kernel.dstPer8, z.dstPad), 0xAA), reference = fast;
+                        quv::MemoryProbe probe;
+                        const ClrStatus status =
+                            kernel.fast({src.data(), fast.data(), w, z.h, z.srcPad, z.dstPad, &probe}, order);
+                        EXPECT_EQ(status,
+                                  kernel.reference({src.data(), reference.data(), w, z.h, z.srcPad, z.dstPad, &probe}, order));
+                        converted += status == CLR_SUCCESS;
+                        EXPECT_TRUE(fast == reference) << kernel.name << ", isa " << int(isa) << ", " << w << " x "
+                                                       << z.h << ", order " << order;
+                    }
+    }
+    EXPECT_GE(converted, 300);
+}
+
+// A pixel's Y is a function of its three bytes, and so are U and V when
+// both pixels of a pair are alike; decoding, each pixel is a function of
+// Y, U and V. All 2^24 of each, on each instruction set.
+TEST(Video, FastYuy2GivesTheReferenceBytesForAllInputs) {
+    const int32_t w = 1 << 13, h = 1 << 12;  // 2^25 pixels: 2^24 pairs
+    Bytes twins(size_t{3} * w * h), groups(size_t{2} * w * h);
+    for (uint32_t v = 0; v < (1u << 24); ++v) {
+        const uint8_t a = uint8_t(v), b = uint8_t(v >> 8), c = uint8_t(v >> 16);
+        std::copy_n(std::array<uint8_t, 6>{a, b, c, a, b, c}.begin(), 6, &twins[6 * size_t{v}]);
+        std::copy_n(std::array<uint8_t, 4>{a, b, a, c}.begin(), 4, &groups[4 * size_t{v}]);
+    }
+    quv::MemoryProbe probe;
+    Bytes encoded(groups.size()), decoded(twins.size());
+    ASSERT_EQ(k::reference::rgbToYuy2({twins.data(), encoded.data(), w, h, 0, 0, &probe}, 1), 1);
+    ASSERT_EQ(k::reference::yuy2ToRgb({groups.data(), decoded.data(), w, h, 0, 0, &probe}, 1), 1);
+    Isas isas;
+    for (k::KernelIsa isa : isas.available) {
+        k::testing::forceKernelIsa(isa);
+        Bytes fastEncoded(encoded.size()), fastDecoded(decoded.size());
+        ASSERT_EQ(k::rgbToYuy2({twins.data(), fastEncoded.data(), w, h, 0, 0, &probe}, 1), 1);
+        ASSERT_EQ(k::yuy2ToRgb({groups.data(), fastDecoded.data(), w, h, 0, 0, &probe}, 1), 1);
+        EXPECT_TRUE(fastEncoded == encoded) << "isa " << int(isa);
+        EXPECT_TRUE(fastDecoded == decoded) << "isa " << int(isa);
+    }
 }
 
 // Y41P and YVU9 hold the same matrix as YUY2: a flat colour gives the same

@@ -16,5 +16,13 @@ ClrStatus hlsToRgb(const KernelIo& io, int orderFlag);
 ClrStatus hsiToRgb(const KernelIo& io, int orderFlag);
 ClrStatus labToRgb(const KernelIo& io, int orderFlag);
 ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag);
+ClrStatus rgbToYuy2(const KernelIo& io, int orderFlag);
+ClrStatus yuy2ToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToUyvy(const KernelIo& io, int orderFlag);
+ClrStatus uyvyToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToY41p(const KernelIo& io, int orderFlag);
+ClrStatus y41pToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag);
+ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag);
 
 }  // namespace quv::kernels::reference
