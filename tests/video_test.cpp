@@ -127,6 +127,15 @@ TEST(Video, FastKernelsGiveTheReferenceBytes) {
                         EXPECT_TRUE(fast == reference) << kernel.name << ", isa " << int(isa) << ", " << w << " x "
                                                        << z.h << ", order " << order;
                     }
+        // In place, the source's bytes overwritten as the reference order has it.
+        for (const auto& kernel : kernels) {
+            const int32_t w = 64, h = 4;
+            Bytes fast = randomBytes(size_t(std::max(kernel.srcPer8, kernel.dstPer8)) * w / 8 * h, 9), reference = fast;
+            quv::MemoryProbe probe;
+            EXPECT_EQ(kernel.fast({fast.data(), fast.data(), w, h, 0, 0, &probe}, 1),
+                      kernel.reference({reference.data(), reference.data(), w, h, 0, 0, &probe}, 1));
+            EXPECT_TRUE(fast == reference) << kernel.name << " in place, isa " << int(isa);
+        }
     }
     EXPECT_GE(converted, 300);
 }

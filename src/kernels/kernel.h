@@ -39,6 +39,15 @@ constexpr int32_t padBytes(int32_t pad) { return pad < 1 ? 0 : pad; }
 // buffer proofs count it: (row + pad) x height.
 uint64_t walkExtent(int64_t rowBytes, int32_t pad, int32_t height);
 
+// True when the first srcBytes of the source and dstBytes of the destination
+// share a byte. A call converting in place gets what the reference order of
+// reads and writes makes of it; a kernel whose fast rows read and write in
+// blocks takes its reference form for such a call.
+inline bool sharesBytes(const KernelIo& io, uint64_t srcBytes, uint64_t dstBytes) {
+    const auto s = reinterpret_cast<uintptr_t>(io.src), d = reinterpret_cast<uintptr_t>(io.dst);
+    return s < d + dstBytes && d < s + srcBytes;
+}
+
 // Proves the source readable and the destination writable over their walks;
 // CLR_INVALID_PARAMETER when either is not.
 ClrStatus proveBuffers(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes);

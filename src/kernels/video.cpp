@@ -530,6 +530,9 @@ template <PackedFormat F>
 ClrStatus packedForward(const KernelIo& io, int orderFlag) {
     if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
     const int64_t pixels = pixelsOf(io.width);
+    if (sharesBytes(io, walkExtent(3 * pixels, io.srcPad, io.height),
+                    walkExtent(pixels / F.pixels * F.bytes, io.dstPad, io.height)))
+        return rgbToPacked<F>(io, orderFlag);
     const bool avx2 = kernelIsa() == KernelIsa::Avx2;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
@@ -550,6 +553,9 @@ template <PackedFormat F>
 ClrStatus packedInverse(const KernelIo& io, int orderFlag) {
     if (io.width % F.pixels != 0) return CLR_WIDTH_NOT_MULTIPLE;
     const int64_t pixels = pixelsOf(io.width);
+    if (sharesBytes(io, walkExtent(pixels / F.pixels * F.bytes, io.srcPad, io.height),
+                    walkExtent(3 * pixels, io.dstPad, io.height)))
+        return packedToRgb<F>(io, orderFlag);
     const bool avx2 = kernelIsa() == KernelIsa::Avx2;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
@@ -750,8 +756,16 @@ ClrStatus yvu9Inverse(const KernelIo& io, int orderFlag) {
 
 }  // namespace
 
-ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) { return yvu9Forward<true>(io, orderFlag); }
-ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) { return yvu9Inverse<true>(io, orderFlag); }
+ClrStatus rgbToYvu9(const KernelIo& io, int orderFlag) {
+    const bool inPlace = sharesBytes(io, walkExtent(3 * pixelsOf(io.width), io.srcPad, io.height),
+                                     yvu9Bytes(io.width, io.height));
+    return inPlace ? yvu9Forward<false>(io, orderFlag) : yvu9Forward<true>(io, orderFlag);
+}
+ClrStatus yvu9ToRgb(const KernelIo& io, int orderFlag) {
+    const bool inPlace = sharesBytes(io, yvu9Bytes(io.width, io.height),
+                                     walkExtent(3 * pixelsOf(io.width), io.dstPad, io.height));
+    return inPlace ? yvu9Inverse<false>(io, orderFlag) : yvu9Inverse<true>(io, orderFlag);
+}
 ClrStatus reference::rgbToYvu9(const KernelIo& io, int orderFlag) { return yvu9Forward<false>(io, orderFlag); }
 ClrStatus reference::yvu9ToRgb(const KernelIo& io, int orderFlag) { return yvu9Inverse<false>(io, orderFlag); }
 
