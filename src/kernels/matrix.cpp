@@ -261,10 +261,24 @@ QUV_AVX2 __m256i fixedChannel(const Fixed& f, __m256i a, __m256i b, __m256i c, _
     const __m256i sum = _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(a, splat(f.w0)), _mm256_mullo_epi32(b, splat(f.w1))),
                                          _mm256_add_epi32(_mm256_mullo_epi32(c, splat(f.w2)), splat(f.k)));
     const __m256i frac = _mm256_and_si256(sum, splat(kOne - 1));
-    near = _mm256_or_si256(near, _mm256_or_si256(_mm256_cmpgt_epi32(splat(kBand), frac),
-                                                 _mm256_cmpgt_epi32(frac, splat(kOne - kBand))));
+    __m256i inBand = _mm256_or_si256(_mm256_cmpgt_epi32(splat(kBand), frac), _mm256_cmpgt_epi32(frac, splat(kOne - kBand)));
+    // A channel that is `a` plus weighted terms is exactly `a` in both forms
+    // where those terms' operands are 0, as with zero chroma.
+    if (f.w0 == kOne && f.k == 0) {
+        const __m256i zero = _mm256_setzero_si256();
+        const __m256i bZero = f.w1 == 0 ? splat(-1) : _mm256_cmpeq_epi32(b, zero);
+        const __m256i cZero = f.w2 == 0 ? splat(-1) : _mm256_cmpeq_epi32(c, zero);
+        inBand = _mm256_andnot_si256(_mm256_and_si256(bZero, cZero), inBand);
+    }
+    near = _mm256_or_si256(near, inBand);
     const __m256i truncated = _mm256_sub_epi32(_mm256_srai_epi32(sum, kFracBits), _mm256_srai_epi32(sum, 31));
     return _mm256_min_epi32(_mm256_max_epi32(truncated, splat(f.lo)), splat(f.hi));
+}
+
+// The exact body out of line: it runs for a few groups only.
+template <class Exact>
+__attribute__((target("avx2"), noinline)) void exactGroup(const uint8_t* s, uint8_t* d) {
+    Exact{}(s, d);
 }
 
 // Three channels of (a, b, c) stored in order, or the exact body's bytes.
@@ -275,7 +289,7 @@ QUV_AVX2 void fixedOrExact(const Fixed* ch, __m256i a, __m256i b, __m256i c, con
     const __m256i x = fixedChannel(ch[0], a, b, c, near), y = fixedChannel(ch[1], a, b, c, near),
                   z = fixedChannel(ch[2], a, b, c, near);
     if (!_mm256_testz_si256(near, near))
-        Exact{}(s, d);
+        exactGroup<Exact>(s, d);
     else
         reversed ? store3(d, z, y, x) : store3(d, x, y, z);
 }
@@ -292,15 +306,17 @@ struct FixedForward {
 };
 
 // The YIQ decode in integers: trunc(byte / 255 x 263) and trunc(byte / 255
-// x 303 - 152) are byte x 263 / 255 and the signed quotient of
+// x 303 - 152) are byte + byte x 8 / 255 and the signed quotient of
 // byte x 303 - 152 x 255 by 255 (likewise Q), as the tests check for every byte.
-QUV_AVX2 __m256i signedDiv255(__m256i n) { return _mm256_sign_epi32(divSmall(_mm256_abs_epi32(n), splat(255)), n); }
+// n / 255 for 0 <= n < 66299, by multiplication.
+QUV_AVX2 __m256i div255(__m256i n) { return _mm256_srli_epi32(_mm256_mullo_epi32(n, splat(32897)), 23); }
+QUV_AVX2 __m256i signedDiv255(__m256i n) { return _mm256_sign_epi32(div255(_mm256_abs_epi32(n)), n); }
 
 template <int R, int B>
 struct YiqToRgbFixed {
     QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
         const Lanes p = load3(s);
-        const __m256i y = divSmall(_mm256_mullo_epi32(p.c0, splat(263)), splat(255));
+        const __m256i y = _mm256_add_epi32(p.c0, div255(_mm256_slli_epi32(p.c0, 3)));  // 263 = 255 + 8
         const __m256i i = signedDiv255(_mm256_sub_epi32(_mm256_mullo_epi32(p.c1, splat(303)), splat(152 * 255)));
         const __m256i q = signedDiv255(_mm256_sub_epi32(_mm256_mullo_epi32(p.c2, splat(267)), splat(134 * 255)));
         fixedOrExact<ByHalves<YiqToRgbHalf<R, B>>>(kYiqInverse, y, i, q, s, d, R != 0);
