@@ -260,8 +260,9 @@ constexpr Fixed kYcbcrInverse[3] = {channel(1, 0, 1.402, 0, 1, 0), channel(1, -0
 QUV_AVX2 __m256i fixedChannel(const Fixed& f, __m256i a, __m256i b, __m256i c, __m256i& near) {
     const __m256i sum = _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(a, splat(f.w0)), _mm256_mullo_epi32(b, splat(f.w1))),
                                          _mm256_add_epi32(_mm256_mullo_epi32(c, splat(f.w2)), splat(f.k)));
-    const __m256i frac = _mm256_and_si256(sum, splat(kOne - 1));
-    __m256i inBand = _mm256_or_si256(_mm256_cmpgt_epi32(splat(kBand), frac), _mm256_cmpgt_epi32(frac, splat(kOne - kBand)));
+    // Within the band of an integer: the fraction shifted by the band is below twice the band.
+    const __m256i shifted = _mm256_and_si256(_mm256_add_epi32(sum, splat(kBand)), splat(kOne - 1));
+    __m256i inBand = _mm256_cmpgt_epi32(splat(2 * kBand), shifted);
     // A channel that is `a` plus weighted terms is exactly `a` in both forms
     // where those terms' operands are 0, as with zero chroma.
     if (f.w0 == kOne && f.k == 0) {
@@ -271,7 +272,10 @@ QUV_AVX2 __m256i fixedChannel(const Fixed& f, __m256i a, __m256i b, __m256i c, _
         inBand = _mm256_andnot_si256(_mm256_and_si256(bZero, cZero), inBand);
     }
     near = _mm256_or_si256(near, inBand);
-    const __m256i truncated = _mm256_sub_epi32(_mm256_srai_epi32(sum, kFracBits), _mm256_srai_epi32(sum, 31));
+    // Toward zero is the floor plus one below zero (the fraction is never 0
+    // here); where the clamp's floor is 0 the floor alone clamps the same.
+    const __m256i floor = _mm256_srai_epi32(sum, kFracBits);
+    const __m256i truncated = f.lo < 0 ? _mm256_sub_epi32(floor, _mm256_srai_epi32(sum, 31)) : floor;
     return _mm256_min_epi32(_mm256_max_epi32(truncated, splat(f.lo)), splat(f.hi));
 }
 
