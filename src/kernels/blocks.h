@@ -43,18 +43,21 @@ QUV_AVX2 Lanes load4(const uint8_t* s) {
             _mm256_shuffle_epi8(v, spreadMask<4, 2>()), _mm256_shuffle_epi8(v, spreadMask<4, 3>())};
 }
 
-// The low bytes of the lanes as 3-byte pixels; writes exactly 24 bytes.
-QUV_AVX2 void store3(uint8_t* d, __m256i a, __m256i b, __m256i c) {
-    const __m256i byte = _mm256_set1_epi32(0xff);
-    const __m256i packed =
-        _mm256_or_si256(_mm256_and_si256(a, byte), _mm256_or_si256(_mm256_slli_epi32(_mm256_and_si256(b, byte), 8),
-                                                                    _mm256_slli_epi32(_mm256_and_si256(c, byte), 16)));
+// Lanes that hold bytes (0 to 255) as 3-byte pixels; writes exactly 24 bytes.
+QUV_AVX2 void store3Bytes(uint8_t* d, __m256i a, __m256i b, __m256i c) {
+    const __m256i packed = _mm256_or_si256(a, _mm256_or_si256(_mm256_slli_epi32(b, 8), _mm256_slli_epi32(c, 16)));
     const __m256i squeeze = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,  //
                                              0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
     const __m256i rows = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(packed, squeeze),
                                                      _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(rows));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm256_extracti128_si256(rows, 1));
+}
+
+// The low bytes of any lanes as 3-byte pixels.
+QUV_AVX2 void store3(uint8_t* d, __m256i a, __m256i b, __m256i c) {
+    const __m256i byte = _mm256_set1_epi32(0xff);
+    store3Bytes(d, _mm256_and_si256(a, byte), _mm256_and_si256(b, byte), _mm256_and_si256(c, byte));
 }
 
 QUV_AVX2 void store4(uint8_t* d, __m256i a, __m256i b, __m256i c, __m256i k) {

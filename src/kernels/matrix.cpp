@@ -3,6 +3,8 @@
 #include "kernels/blocks.h"
 #include "kernels/reference.h"
 
+#include <utility>
+
 namespace quv::kernels {
 namespace {
 
@@ -256,13 +258,13 @@ constexpr Fixed kYcbcrInverse[3] = {channel(1, 0, 1.402, 0, 1, 0), channel(1, -0
                                     channel(1, 1.772, 0, 0, 1, 0)};
 
 // The channel truncated toward zero and clamped; `near` collects the lanes
-// within the band of an integer.
+// within the band of an integer. The sum carries the band as an offset: a
+// lane is in the band when its fraction is below twice the band, and out of
+// it the offset never carries into the integer part.
 QUV_AVX2 __m256i fixedChannel(const Fixed& f, __m256i a, __m256i b, __m256i c, __m256i& near) {
     const __m256i sum = _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(a, splat(f.w0)), _mm256_mullo_epi32(b, splat(f.w1))),
-                                         _mm256_add_epi32(_mm256_mullo_epi32(c, splat(f.w2)), splat(f.k)));
-    // Within the band of an integer: the fraction shifted by the band is below twice the band.
-    const __m256i shifted = _mm256_and_si256(_mm256_add_epi32(sum, splat(kBand)), splat(kOne - 1));
-    __m256i inBand = _mm256_cmpgt_epi32(splat(2 * kBand), shifted);
+                                         _mm256_add_epi32(_mm256_mullo_epi32(c, splat(f.w2)), splat(f.k + kBand)));
+    __m256i inBand = _mm256_cmpgt_epi32(splat(2 * kBand), _mm256_and_si256(sum, splat(kOne - 1)));
     // A channel that is `a` plus weighted terms is exactly `a` in both forms
     // where those terms' operands are 0, as with zero chroma.
     if (f.w0 == kOne && f.k == 0) {
@@ -290,12 +292,17 @@ template <class Exact>
 QUV_AVX2 void fixedOrExact(const Fixed* ch, __m256i a, __m256i b, __m256i c, const uint8_t* s, uint8_t* d,
                            bool reversed) {
     __m256i near = _mm256_setzero_si256();
-    const __m256i x = fixedChannel(ch[0], a, b, c, near), y = fixedChannel(ch[1], a, b, c, near),
-                  z = fixedChannel(ch[2], a, b, c, near);
-    if (!_mm256_testz_si256(near, near))
+    __m256i x = fixedChannel(ch[0], a, b, c, near), y = fixedChannel(ch[1], a, b, c, near),
+            z = fixedChannel(ch[2], a, b, c, near);
+    if (!_mm256_testz_si256(near, near)) {
         exactGroup<Exact>(s, d);
+        return;
+    }
+    if (reversed) std::swap(x, z);
+    if (ch[1].lo < 0 || ch[2].lo < 0)
+        store3(d, x, y, z);
     else
-        reversed ? store3(d, z, y, x) : store3(d, x, y, z);
+        store3Bytes(d, x, y, z);
 }
 
 template <const Fixed* Ch, template <int, int> class Half>
