@@ -5,6 +5,7 @@
 #include "frame/handle.h"
 #include "kernels/catalogue.h"
 #include "kernels/hue.h"
+#include "kernels/ink.h"
 #include "kernels/lab.h"
 #include "kernels/matrix.h"
 #include "kernels/reference.h"
@@ -230,7 +231,8 @@ ClrStatus runKernel(k::Kernel kernel, const uint8_t* src, uint8_t* dst) {
 // A kernel called on the frame, R, G, B; an inverse reads what the forward
 // kernel made of the frame.
 void KernelOnFrame(benchmark::State& state, k::Kernel kernel, k::Kernel forward, bool natural) {
-    std::vector<uint8_t> input = frame(natural), out(3 * kPixels);
+    std::vector<uint8_t> input = frame(natural), out(4 * kPixels);
+    input.resize(4 * kPixels);  // room for four-byte pixels
     if (forward) runKernel(forward, frame(natural).data(), input.data());
     for (auto _ : state) {
         if (runKernel(kernel, input.data(), out.data()) != CLR_SUCCESS) state.SkipWithError("kernel failed");
@@ -279,6 +281,25 @@ ClrStatus fixedLabDecodeReference(const k::KernelIo& io, int order) {
     return k::reference::labToRgbFixed(fixedLab().decode, io, order);
 }
 
+// YCCK through its formulas with tables of its own, as a handle has them.
+k::YcckContext ycckContext() {
+    static const auto* tables = [] {
+        auto* t = new k::YcckTables;
+        k::buildYcckTables(*t);
+        return t;
+    }();
+    return {true, CLR_METHOD_BUILTIN, tables, nullptr, nullptr};
+}
+ClrStatus succeeded(ClrStatus s) { return s < 0 ? s : CLR_SUCCESS; }
+ClrStatus ycckEncode(const k::KernelIo& io, int) { return succeeded(k::rgbToYcck(io, ycckContext())); }
+ClrStatus ycckEncodeReference(const k::KernelIo& io, int) {
+    return succeeded(k::reference::rgbToYcck(io, ycckContext()));
+}
+ClrStatus ycckDecode(const k::KernelIo& io, int o) { return succeeded(k::ycckToRgb(io, ycckContext(), o)); }
+ClrStatus ycckDecodeReference(const k::KernelIo& io, int o) {
+    return succeeded(k::reference::ycckToRgb(io, ycckContext(), o));
+}
+
 // The formula kernels: before (the reference form), after (what the
 // conversions call; absent where the two are one function) and the peer.
 struct KernelJob {
@@ -289,7 +310,7 @@ struct KernelJob {
 constexpr int kNoPeer = -2;
 const KernelJob kJobs[] = {
     {"yiq_to_rgb", k::reference::yiqToRgb, k::yiqToRgb, k::rgbToYiq, kTransform, -1},
-    {"rgb_to_yiq", nullptr, k::rgbToYiq, nullptr, kTransform, -1},
+    {"rgb_to_yiq", k::reference::rgbToYiq, k::rgbToYiq, nullptr, kTransform, -1},
     {"rgb_to_hsv", k::reference::rgbToHsv, k::rgbToHsv, nullptr, cv::COLOR_RGB2HSV_FULL, -1},
     {"hsv_to_rgb", k::reference::hsvToRgb, k::hsvToRgb, k::rgbToHsv, cv::COLOR_HSV2RGB_FULL, cv::COLOR_RGB2HSV_FULL},
     {"rgb_to_hls", k::reference::rgbToHls, k::rgbToHls, nullptr, cv::COLOR_RGB2HLS_FULL, -1},
@@ -298,10 +319,10 @@ const KernelJob kJobs[] = {
     {"lab_to_rgb", k::reference::labToRgb, k::labToRgb, k::rgbToLab, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
     {"lab_fixed_encode", nullptr, fixedLabEncode, nullptr, cv::COLOR_RGB2Lab, -1},
     {"lab_fixed_decode", fixedLabDecodeReference, fixedLabDecode, fixedLabEncode, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
-    {"rgb_to_yuv", nullptr, k::rgbToYuv, nullptr, cv::COLOR_RGB2YUV, -1},
-    {"yuv_to_rgb", nullptr, k::yuvToRgb, k::rgbToYuv, cv::COLOR_YUV2RGB, cv::COLOR_RGB2YUV},
-    {"rgb_to_ycbcr", nullptr, k::rgbToYcbcr, nullptr, cv::COLOR_RGB2YCrCb, -1},
-    {"ycbcr_to_rgb", nullptr, k::ycbcrToRgb, k::rgbToYcbcr, cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb},
+    {"rgb_to_yuv", k::reference::rgbToYuv, k::rgbToYuv, nullptr, cv::COLOR_RGB2YUV, -1},
+    {"yuv_to_rgb", k::reference::yuvToRgb, k::yuvToRgb, k::rgbToYuv, cv::COLOR_YUV2RGB, cv::COLOR_RGB2YUV},
+    {"rgb_to_ycbcr", k::reference::rgbToYcbcr, k::rgbToYcbcr, nullptr, cv::COLOR_RGB2YCrCb, -1},
+    {"ycbcr_to_rgb", k::reference::ycbcrToRgb, k::ycbcrToRgb, k::rgbToYcbcr, cv::COLOR_YCrCb2RGB, cv::COLOR_RGB2YCrCb},
     {"hsi_to_rgb", k::reference::hsiToRgb, k::hsiToRgb, k::rgbToHsi, kNoPeer, -1},
     {"rgb_to_hsi", nullptr, k::rgbToHsi, nullptr, kNoPeer, -1},
     {"rgb_to_yuy2", k::reference::rgbToYuy2, k::rgbToYuy2, nullptr, kNoPeer, -1},
@@ -312,6 +333,8 @@ const KernelJob kJobs[] = {
     {"y41p_to_rgb", k::reference::y41pToRgb, k::y41pToRgb, k::rgbToY41p, kNoPeer, -1},
     {"rgb_to_yvu9", k::reference::rgbToYvu9, k::rgbToYvu9, nullptr, kNoPeer, -1},
     {"yvu9_to_rgb", k::reference::yvu9ToRgb, k::yvu9ToRgb, k::rgbToYvu9, kNoPeer, -1},
+    {"rgb_to_ycck", ycckEncodeReference, ycckEncode, nullptr, kNoPeer, -1},
+    {"ycck_to_rgb", ycckDecodeReference, ycckDecode, ycckEncode, kNoPeer, -1},
 };
 
 void registerKernelJobs() {

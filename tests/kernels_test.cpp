@@ -2,8 +2,10 @@
 #include "test_support.h"
 
 #include "frame/routing.h"
+#include "kernels/emulation.h"
 #include "kernels/hub.h"
 #include "kernels/hue.h"
+#include "kernels/ink.h"
 #include "kernels/kernel.h"
 #include "kernels/lab.h"
 #include "kernels/matrix.h"
@@ -33,8 +35,8 @@ struct IsaReset {
 };
 
 // Every space of the routing table, both directions, without a handle and
-// through a handle with Lab ranges (the fixed-point Lab kernels): the AVX2
-// walks give the baseline's status and bytes. Each frame is a whole number
+// through a handle with Lab ranges (the fixed-point Lab kernels), and the
+// emulation look-ups: the AVX2 walks give the baseline's status and bytes. Each frame is a whole number
 // of the packed formats' pixel groups.
 TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
     IsaReset reset;
@@ -67,12 +69,26 @@ TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
         EXPECT_EQ(a, run(KernelIsa::Baseline, reference)) << p.from << " -> " << p.to;
         EXPECT_TRUE(fast == reference) << p.from << " -> " << p.to;
     }
+    // The emulation look-ups, which no handle here has a table for, on a
+    // lattice of random entries.
+    namespace k = quv::kernels;
+    const auto lattice = quvtest::randomBytes(k::kLattice17Bytes, 7);
+    for (auto lookUp : {k::rgbToLabByTable, k::labToRgbByTable, k::cmykToRgbByTable}) {
+        std::vector<uint8_t> out[2];
+        for (int i : {0, 1}) {
+            kt::forceKernelIsa(i ? KernelIsa::Baseline : KernelIsa::Avx2);
+            out[i].assign(3 * size_t{w} * h, 0);
+            quv::MemoryProbe probe;
+            lookUp(lattice.data(), {pixels.data(), out[i].data(), w, h, 0, 0, &probe}, 1);
+        }
+        EXPECT_TRUE(out[0] == out[1]);
+    }
 }
 
 // The kernels the conversions call against the formulas as written, over
-// every three-byte input. HLS to RGB comes last: before it, the inputs it
-// must refuse (grey with a hue) become the same grey without one, and the
-// refusal is checked apart.
+// every three-byte input (YCCK: every Y, Cb, Cr, with K a mix of the three).
+// HLS to RGB comes last: before it, the inputs it must refuse (grey with a
+// hue) become the same grey without one, and the refusal is checked apart.
 TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     namespace k = quv::kernels;
     using KernelFn = std::function<ClrStatus(const k::KernelIo&, int)>;
@@ -80,40 +96,60 @@ TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     k::initLabDecodeTables(*decode, ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
     k::deriveLabDecodeTables(*decode, k::kLabGamma);
     const k::LabDecodeTables& tables = *decode;
+    auto ycckTables = std::make_unique<k::YcckTables>();
+    k::buildYcckTables(*ycckTables);
+    const k::YcckContext ycck{true, CLR_METHOD_BUILTIN, ycckTables.get(), nullptr, nullptr};
     const struct {
         const char* name;
         KernelFn fast, reference;
+        int srcBytes, dstBytes;
         bool refusesGreyWithHue;
     } kernels[] = {
         {"fixed_lab_to_rgb", [&](const k::KernelIo& io, int o) { return k::labToRgbFixed(tables, io, o); },
-         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, false},
-        {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, false},
-        {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, false},
-        {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, false},
-        {"rgb_to_hls", k::rgbToHls, k::reference::rgbToHls, false},
-        {"hsi_to_rgb", k::hsiToRgb, k::reference::hsiToRgb, false},
-        {"lab_to_rgb", k::labToRgb, k::reference::labToRgb, false},
-        {"hls_to_rgb", k::hlsToRgb, k::reference::hlsToRgb, true},
+         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, 3, 3, false},
+        {"rgb_to_yuv", k::rgbToYuv, k::reference::rgbToYuv, 3, 3, false},
+        {"yuv_to_rgb", k::yuvToRgb, k::reference::yuvToRgb, 3, 3, false},
+        {"rgb_to_yiq", k::rgbToYiq, k::reference::rgbToYiq, 3, 3, false},
+        {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, 3, 3, false},
+        {"rgb_to_ycbcr", k::rgbToYcbcr, k::reference::rgbToYcbcr, 3, 3, false},
+        {"ycbcr_to_rgb", k::ycbcrToRgb, k::reference::ycbcrToRgb, 3, 3, false},
+        {"rgb_to_ycck", [&](const k::KernelIo& io, int) { return k::rgbToYcck(io, ycck); },
+         [&](const k::KernelIo& io, int) { return k::reference::rgbToYcck(io, ycck); }, 3, 4, false},
+        {"ycck_to_rgb", [&](const k::KernelIo& io, int o) { return k::ycckToRgb(io, ycck, o); },
+         [&](const k::KernelIo& io, int o) { return k::reference::ycckToRgb(io, ycck, o); }, 4, 3, false},
+        {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, 3, 3, false},
+        {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, 3, 3, false},
+        {"rgb_to_hls", k::rgbToHls, k::reference::rgbToHls, 3, 3, false},
+        {"hsi_to_rgb", k::hsiToRgb, k::reference::hsiToRgb, 3, 3, false},
+        {"lab_to_rgb", k::labToRgb, k::reference::labToRgb, 3, 3, false},
+        {"hls_to_rgb", k::hlsToRgb, k::reference::hlsToRgb, 3, 3, true},
     };
-    std::vector<uint8_t> all(3u << 24);
+    std::vector<uint8_t> all(3u << 24), all4(4u << 24);
     for (uint32_t v = 0; v < (1u << 24); ++v) {
         uint8_t* p = &all[3 * size_t{v}];
         p[0] = uint8_t(v), p[1] = uint8_t(v >> 8), p[2] = uint8_t(v >> 16);
+        std::copy(p, p + 3, &all4[4 * size_t{v}]);
+        all4[4 * size_t{v} + 3] = uint8_t((v * 2654435761u) >> 24);
     }
-    std::vector<uint8_t> fast(all.size()), reference(all.size());
+    std::vector<uint8_t> fast(4u << 24), reference(4u << 24);
     for (const auto& kernel : kernels) {
         if (kernel.refusesGreyWithHue)
             for (size_t i = 0; i < all.size(); i += 3)
                 if (all[i + 2] == 0) all[i] = 0;
+        const uint8_t* in = kernel.srcBytes == 4 ? all4.data() : all.data();
+        const size_t outBytes = size_t(kernel.dstBytes) << 24;
+        std::fill(fast.begin(), fast.end(), 0);
+        std::fill(reference.begin(), reference.end(), 0);
         quv::MemoryProbe probe;
-        const k::KernelIo io{all.data(), fast.data(), 1 << 12, 1 << 12, 0, 0, &probe};
+        const k::KernelIo io{in, fast.data(), 1 << 12, 1 << 12, 0, 0, &probe};
         k::KernelIo ref = io;
         ref.dst = reference.data();
-        ASSERT_EQ(kernel.fast(io, 1), CLR_SUCCESS) << kernel.name;
-        ASSERT_EQ(kernel.reference(ref, 1), CLR_SUCCESS) << kernel.name;
-        const size_t at = static_cast<size_t>(std::mismatch(fast.begin(), fast.end(), reference.begin()).first - fast.begin());
-        EXPECT_EQ(at, fast.size()) << kernel.name << ": first differing pixel " << int(all[at / 3 * 3]) << ' '
-                                   << int(all[at / 3 * 3 + 1]) << ' ' << int(all[at / 3 * 3 + 2]);
+        ASSERT_EQ(kernel.fast(io, 1), kernel.reference(ref, 1)) << kernel.name;
+        const auto end = fast.begin() + static_cast<ptrdiff_t>(outBytes);
+        const size_t at = static_cast<size_t>(std::mismatch(fast.begin(), end, reference.begin()).first - fast.begin());
+        const uint8_t* p = in + at / kernel.dstBytes * kernel.srcBytes;
+        EXPECT_EQ(at, outBytes)
+            << kernel.name << ": first differing pixel " << int(p[0]) << ' ' << int(p[1]) << ' ' << int(p[2]);
     }
     // HLS grey with a hue: both stop there with the pixels before it written.
     const uint8_t hls[] = {0, 10, 0, 40, 200, 9, 7, 99, 0, 1, 2, 3};
@@ -130,7 +166,7 @@ TEST(KernelIsa, PaddedRowsAndInPlaceAgreeToo) {
     if (quv::kernels::kernelIsa() != KernelIsa::Avx2) GTEST_SKIP() << "no AVX2 on this processor";
     const int32_t w = 37, h = 9, pad = 5;
     const auto src = quvtest::randomBytes((3 * w + pad) * h, 5);
-    for (ClrSpace space : {ClrSpaceYuv, ClrSpaceXyz, ClrSpaceHsi}) {
+    for (ClrSpace space : {ClrSpaceYuv, ClrSpaceXyz, ClrSpaceHsi, ClrSpaceHsv, ClrSpaceYiq}) {
         std::vector<uint8_t> fast(src.size(), 0), reference(src.size(), 0);
         kt::forceKernelIsa(KernelIsa::Avx2);
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, src.data(), fast.data(), w, h, pad, pad), 1);

@@ -1,5 +1,6 @@
 #include "kernels/hue.h"
 
+#include "kernels/blocks.h"
 #include "kernels/reference.h"
 
 #include <algorithm>
@@ -290,11 +291,127 @@ struct Side {
 
 }  // namespace
 
+namespace {
+
+using namespace avx2;
+
+// Which lane's maximum is R (first on ties), G, or else B, as masks.
+struct SideMasks {
+    __m256i r, g;
+    QUV_AVX2 SideMasks(__m256i red, __m256i green, __m256i max)
+        : r(_mm256_cmpeq_epi32(red, max)), g(_mm256_andnot_si256(r, _mm256_cmpeq_epi32(green, max))) {}
+    QUV_AVX2 __m256i pick(__m256i ifR, __m256i ifG, __m256i ifB) const { return select(r, ifR, select(g, ifG, ifB)); }
+};
+
+// The divisions of the scalar bodies in single precision (see divSmall);
+// a divisor of 0 comes with a dividend of 0, so 1 stands in for it.
+QUV_AVX2 __m256i divAtLeastOne(__m256i n, __m256i d) { return divSmall(n, _mm256_max_epi32(d, splat(1))); }
+QUV_AVX2 __m256i mulK(__m256i x, int32_t k) { return _mm256_mullo_epi32(x, splat(k)); }
+QUV_AVX2 __m256i add(__m256i a, __m256i b) { return _mm256_add_epi32(a, b); }
+QUV_AVX2 __m256i sub(__m256i a, __m256i b) { return _mm256_sub_epi32(a, b); }
+QUV_AVX2 __m256i is(__m256i a, int32_t k) { return _mm256_cmpeq_epi32(a, splat(k)); }
+
+template <int R, int B>
+struct RgbToHsvBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load3(s);
+        const __m256i r = R == 0 ? p.c0 : p.c2, g = p.c1, b = R == 0 ? p.c2 : p.c0;
+        const __m256i max = _mm256_max_epi32(r, _mm256_max_epi32(g, b));
+        const __m256i delta = sub(max, _mm256_min_epi32(r, _mm256_min_epi32(g, b)));
+        const __m256i sat = divAtLeastOne(add(mulK(delta, 255), _mm256_srli_epi32(max, 1)), max);
+        const SideMasks side(r, g, max);
+        const __m256i diff = side.pick(sub(g, b), sub(b, r), sub(r, g));
+        const __m256i sixth =
+            divAtLeastOne(add(mulK(_mm256_abs_epi32(diff), 60), _mm256_srli_epi32(delta, 1)), delta);
+        __m256i h = add(side.pick(splat(0), splat(120), splat(240)), _mm256_sign_epi32(sixth, diff));
+        h = add(h, _mm256_and_si256(splat(360), _mm256_srai_epi32(h, 31)));
+        store3(d, divSmall(mulK(h, 255), splat(360)), sat, max);
+    }
+};
+
+template <int R, int B>
+struct HsvToRgbBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load3(s);
+        const __m256i v = p.c2, sv = _mm256_mullo_epi32(p.c1, v);
+        __m256i h = divSmall(mulK(p.c0, 360), splat(255));
+        h = _mm256_andnot_si256(is(h, 360), h);
+        const __m256i sector = divSmall(h, splat(60));
+        const __m256i f = sub(h, mulK(sector, 60));
+        const __m256i pp = sub(v, divSmall(sv, splat(255)));
+        const __m256i q = sub(v, divSmall(_mm256_mullo_epi32(f, sv), splat(15300)));
+        const __m256i t = sub(v, divSmall(_mm256_mullo_epi32(sub(splat(60), f), sv), splat(15300)));
+        const __m256i s0 = is(sector, 0), s1 = is(sector, 1), s2 = is(sector, 2);
+        const __m256i s3 = is(sector, 3), s4 = is(sector, 4), s5 = is(sector, 5);
+        const __m256i r = select(s1, q, select(_mm256_or_si256(s2, s3), pp, select(s4, t, v)));
+        const __m256i g = select(s0, t, select(s3, q, select(_mm256_or_si256(s4, s5), pp, v)));
+        const __m256i b = select(_mm256_or_si256(s0, s1), pp, select(s2, t, select(s5, q, v)));
+        R == 0 ? store3(d, r, g, b) : store3(d, b, g, r);
+    }
+};
+
+template <int R, int B>
+struct RgbToHlsBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load3(s);
+        const __m256i r = R == 0 ? p.c0 : p.c2, g = p.c1, b = R == 0 ? p.c2 : p.c0;
+        const __m256i max = _mm256_max_epi32(r, _mm256_max_epi32(g, b));
+        const __m256i min = _mm256_min_epi32(r, _mm256_min_epi32(g, b));
+        const __m256i delta = sub(max, min), sum = add(max, min), half = _mm256_srli_epi32(delta, 1);
+        const __m256i rd = divAtLeastOne(add(mulK(sub(max, r), 42), half), delta);
+        const __m256i gd = divAtLeastOne(add(mulK(sub(max, g), 42), half), delta);
+        const __m256i bd = divAtLeastOne(add(mulK(sub(max, b), 42), half), delta);
+        __m256i h = SideMasks(r, g, max).pick(sub(bd, gd), add(sub(rd, bd), splat(85)), add(sub(gd, rd), splat(170)));
+        h = add(h, _mm256_and_si256(splat(255), _mm256_srai_epi32(h, 31)));
+        const __m256i l = divSmall(mulK(add(sum, splat(1)), 255), splat(510));
+        const __m256i den = select(_mm256_cmpgt_epi32(l, splat(127)), sub(splat(510), sum), sum);
+        const __m256i sat = divAtLeastOne(add(mulK(delta, 255), _mm256_srli_epi32(den, 1)), den);
+        store3(d, h, l, sat);
+    }
+};
+
+// A hue byte's share weight for one channel, in 42nds: x up to 42, 42 up to
+// 127, then 170 - x down to 0.
+QUV_AVX2 __m256i hlsWeight(__m256i x) {
+    return select(_mm256_cmpgt_epi32(splat(127), x), _mm256_min_epi32(x, splat(42)),
+                  _mm256_max_epi32(sub(splat(170), x), _mm256_setzero_si256()));
+}
+
+// m1 plus the channel's share of m2 - m1, rescaled as the formula does.
+QUV_AVX2 __m256i hlsChannel(__m256i m1, __m256i spread, __m256i x) {
+    const __m256i c = add(m1, divSmall(add(_mm256_mullo_epi32(spread, hlsWeight(x)), splat(21)), splat(42)));
+    return divSmall(add(mulK(c, 255), splat(127)), splat(255));
+}
+
+// False, with nothing written, for a group holding grey with a hue: the
+// per-pixel body writes up to that pixel and refuses it.
+template <int R, int B>
+struct HlsToRgbBody {
+    QUV_AVX2 bool operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load3(s);
+        const __m256i h = p.c0, l = p.c1, sat = p.c2, zero = _mm256_setzero_si256();
+        if (!_mm256_testz_si256(_mm256_cmpeq_epi32(sat, zero), _mm256_xor_si256(_mm256_cmpeq_epi32(h, zero), splat(-1))))
+            return false;
+        const __m256i k255 = splat(255);
+        const __m256i dark = divSmall(add(_mm256_mullo_epi32(l, add(k255, sat)), splat(127)), k255);
+        const __m256i light = sub(add(l, sat), divSmall(add(_mm256_mullo_epi32(l, sat), splat(127)), k255));
+        const __m256i m2 = select(_mm256_cmpgt_epi32(splat(128), l), dark, light);
+        const __m256i m1 = sub(add(l, l), m2), spread = sub(m2, m1);
+        const __m256i xr = select(_mm256_cmpgt_epi32(h, splat(170)), sub(h, splat(170)), add(h, splat(85)));
+        const __m256i xb = select(_mm256_cmpgt_epi32(h, splat(84)), sub(h, splat(85)), add(h, splat(170)));
+        const __m256i r = hlsChannel(m1, spread, xr), g = hlsChannel(m1, spread, h), b = hlsChannel(m1, spread, xb);
+        R == 0 ? store3(d, r, g, b) : store3(d, b, g, r);
+        return true;
+    }
+};
+
+}  // namespace
+
 ClrStatus rgbToHsv(const KernelIo& io, int orderFlag) {
     const HueTables& t = hueTables();
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+        return mapGroups<3, 3>(io, RgbToHsvBody<R, B>{}, [&t](const uint8_t* s, uint8_t* d) {
             const int32_t r = s[R], g = s[1], b = s[B];
             const int32_t max = std::max({r, g, b});
             const int32_t delta = max - std::min({r, g, b});
@@ -316,7 +433,7 @@ ClrStatus hsvToRgb(const KernelIo& io, int orderFlag) {
     const HueTables& t = hueTables();
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+        return mapGroups<3, 3>(io, HsvToRgbBody<R, B>{}, [&t](const uint8_t* s, uint8_t* d) {
             const uint32_t hue = s[0], sat = s[1], v = s[2];
             const uint32_t f = t.hsvFraction[hue];
             const uint32_t sv = sat * v;
@@ -333,7 +450,7 @@ ClrStatus rgbToHls(const KernelIo& io, int orderFlag) {
     const HueTables& t = hueTables();
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
+        return mapGroups<3, 3>(io, RgbToHlsBody<R, B>{}, [&t](const uint8_t* s, uint8_t* d) {
             const int32_t r = s[R], g = s[1], b = s[B];
             const int32_t max = std::max({r, g, b});
             const int32_t min = std::min({r, g, b});
@@ -352,27 +469,32 @@ namespace {
 
 template <int R, int B>
 ClrStatus hlsRowsFast(const KernelIo& io, const HueTables& t) {
+    // False at a pixel of grey with a hue, which is refused.
+    auto pixel = [&t](const uint8_t* s, uint8_t* d) {
+        const int32_t h = s[0], l = s[1], sat = s[2];
+        if (sat == 0 && h != 0) return false;
+        // m2 is at least l and at most 2 l, so m1 and m2 - m1 are never
+        // negative, and a channel is m1 plus its share of the difference.
+        const int32_t m2 = t.hlsM2[l][sat];
+        const int32_t m1 = 2 * l - m2;
+        const uint8_t* share = t.hlsShare[m2 - m1];
+        auto channel = [&](int c) {
+            const int32_t v = m1 + share[t.hlsWeight[c][h]];
+            return static_cast<uint8_t>((v * 255 + 127) / 255);
+        };
+        d[R] = channel(0);
+        d[1] = channel(1);
+        d[B] = channel(2);
+        return true;
+    };
+    if (kernelIsa() == KernelIsa::Avx2)
+        return avx2::walkGroups<3, 3>(io, HlsToRgbBody<R, B>{}, pixel) ? CLR_SUCCESS : CLR_INVALID_TAG_DATA;
     const uint8_t* s = io.src;
     uint8_t* d = io.dst;
     const int32_t sp = padBytes(io.srcPad), dp = padBytes(io.dstPad);
-    for (int32_t y = 0; y < io.height; ++y, s += sp, d += dp) {
-        for (int32_t x = 0; x < io.width; ++x, s += 3, d += 3) {
-            const int32_t h = s[0], l = s[1], sat = s[2];
-            if (sat == 0 && h != 0) return CLR_INVALID_TAG_DATA;
-            // m2 is at least l and at most 2 l, so m1 and m2 - m1 are never
-            // negative, and a channel is m1 plus its share of the difference.
-            const int32_t m2 = t.hlsM2[l][sat];
-            const int32_t m1 = 2 * l - m2;
-            const uint8_t* share = t.hlsShare[m2 - m1];
-            auto channel = [&](int c) {
-                const int32_t v = m1 + share[t.hlsWeight[c][h]];
-                return static_cast<uint8_t>((v * 255 + 127) / 255);
-            };
-            d[R] = channel(0);
-            d[1] = channel(1);
-            d[B] = channel(2);
-        }
-    }
+    for (int32_t y = 0; y < io.height; ++y, s += sp, d += dp)
+        for (int32_t x = 0; x < io.width; ++x, s += 3, d += 3)
+            if (!pixel(s, d)) return CLR_INVALID_TAG_DATA;
     return CLR_SUCCESS;
 }
 

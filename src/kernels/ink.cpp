@@ -1,5 +1,8 @@
 #include "kernels/ink.h"
 
+#include "kernels/blocks.h"
+#include "kernels/reference.h"
+
 #include "platform/memory.h"
 #include "platform/scope_guard.h"
 
@@ -139,7 +142,7 @@ bool usesFormulas(const YcckContext& c) { return !c.handle || c.activeMethod == 
 
 }  // namespace
 
-ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context) {
+ClrStatus reference::rgbToYcck(const KernelIo& io, const YcckContext& context) {
     const int64_t w = io.width > 0 ? io.width : 0;
     ClrStatus status = proveBuffers(io, 3 * w, 4 * w);
     if (status != CLR_SUCCESS) return status;
@@ -195,7 +198,7 @@ ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context) {
     return status;
 }
 
-ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFlag) {
+ClrStatus reference::ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFlag) {
     const int64_t w = io.width > 0 ? io.width : 0;
     ClrStatus proved = proveBuffers(io, 4 * w, 3 * w);
     if (proved != CLR_SUCCESS) return proved;
@@ -247,6 +250,168 @@ ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFla
     for (int32_t y = 0; y < io.height; ++y, d += 3 * w + dp)
         std::memcpy(d, rgb + static_cast<size_t>(y) * 3 * w, static_cast<size_t>(3 * w));
     return CLR_SUCCESS;
+}
+
+// The kernels the conversions call: the same two steps a row at a time
+// through a working row, so each step runs eight pixels at a time and its
+// output is still in cache for the next. They serve the formulas with tables
+// as buildYcckTables makes them (the vector bodies hold the tables'
+// constants), and buffers where no write can land on source not yet read;
+// anything else goes the whole-image way, which reads all the source first.
+namespace {
+
+bool builtTables(const YcckTables& t) {
+    static const YcckTables* built = [] {
+        auto* b = new YcckTables;
+        buildYcckTables(*b);
+        return b;
+    }();
+    return std::memcmp(&t, built, sizeof t) == 0;
+}
+
+// Disjoint walks, or one buffer whose destination rows trail their source.
+bool rowByRow(const KernelIo& io, int32_t srcBytes, int32_t dstBytes) {
+    const int64_t w = io.width > 0 ? io.width : 0;
+    const auto s = reinterpret_cast<uintptr_t>(io.src), d = reinterpret_cast<uintptr_t>(io.dst);
+    if (d + walkExtent(dstBytes * w, io.dstPad, io.height) <= s || s + walkExtent(srcBytes * w, io.srcPad, io.height) <= d)
+        return true;
+    return s == d && dstBytes <= srcBytes && dstBytes * w + padBytes(io.dstPad) <= srcBytes * w + padBytes(io.srcPad);
+}
+
+// Each row: `first` from the source into the working row, then `second`
+// from there into the destination.
+template <int SrcBytes, int DstBytes, class First, class Second>
+ClrStatus throughRow(const KernelIo& io, First&& first, Second&& second) {
+    ClrStatus proved = proveBuffers(io, int64_t{SrcBytes} * io.width, int64_t{DstBytes} * io.width);
+    if (proved != CLR_SUCCESS) return proved;
+    auto* row = static_cast<uint8_t*>(quvMalloc(static_cast<size_t>(io.width), 4));
+    if (!row) return CLR_NO_MEMORY;
+    ScopeGuard releaseRow([row] { quvFree(row); });
+    const int64_t srcStep = int64_t{SrcBytes} * io.width + padBytes(io.srcPad);
+    const int64_t dstStep = int64_t{DstBytes} * io.width + padBytes(io.dstPad);
+    for (int32_t y = 0; y < io.height; ++y) {
+        first(KernelIo{io.src + y * srcStep, row, io.width, 1, 0, 0, io.probe});
+        second(KernelIo{row, io.dst + y * dstStep, io.width, 1, 0, 0, io.probe});
+    }
+    return CLR_SUCCESS;
+}
+
+using namespace avx2;
+
+QUV_AVX2 __m256i mulK(__m256i x, int32_t k) { return _mm256_mullo_epi32(x, _mm256_set1_epi32(k)); }
+QUV_AVX2 __m256i plus(__m256i x, int32_t k) { return _mm256_add_epi32(x, _mm256_set1_epi32(k)); }
+QUV_AVX2 __m256i clampByte(__m256i x) {
+    return _mm256_min_epi32(_mm256_max_epi32(x, _mm256_setzero_si256()), _mm256_set1_epi32(255));
+}
+QUV_AVX2 __m256i sum16(__m256i a, __m256i b, __m256i c) {
+    return _mm256_srai_epi32(_mm256_add_epi32(_mm256_add_epi32(a, b), c), 16);
+}
+
+// Naive separation: black is the common part of the three inks.
+void separatePixel(const uint8_t* s, uint8_t* d) {
+    const int32_t c = 255 - s[0], m = 255 - s[1], ye = 255 - s[2];
+    const int32_t k = std::min({c, m, ye});
+    d[0] = static_cast<uint8_t>(c - k);
+    d[1] = static_cast<uint8_t>(m - k);
+    d[2] = static_cast<uint8_t>(ye - k);
+    d[3] = static_cast<uint8_t>(k);
+}
+
+struct SeparateBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load3(s);
+        const __m256i k255 = _mm256_set1_epi32(255);
+        const __m256i c = _mm256_sub_epi32(k255, p.c0), m = _mm256_sub_epi32(k255, p.c1),
+                      y = _mm256_sub_epi32(k255, p.c2);
+        const __m256i k = _mm256_min_epi32(c, _mm256_min_epi32(m, y));
+        store4(d, _mm256_sub_epi32(c, k), _mm256_sub_epi32(m, k), _mm256_sub_epi32(y, k), k);
+    }
+};
+
+struct CmykToYcckBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load4(s);
+        const __m256i k255 = _mm256_set1_epi32(255);
+        const __m256i r = _mm256_sub_epi32(k255, p.c0), g = _mm256_sub_epi32(k255, p.c1),
+                      b = _mm256_sub_epi32(k255, p.c2);
+        store4(d, sum16(mulK(r, 19595), mulK(g, 38470), plus(mulK(b, 7471), 32768)),
+               sum16(mulK(r, -11059), mulK(g, -21709), plus(mulK(b, 32768), 8421375)),
+               sum16(plus(mulK(r, 32768), 8421375), mulK(g, -27439), mulK(b, -5329)), p.c3);
+    }
+};
+
+// The range limit is a clamp over the indices these sums reach (-178 to 434).
+struct YcckToCmykBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load4(s);
+        const __m256i white = _mm256_sub_epi32(_mm256_set1_epi32(255), p.c0);
+        const __m256i crToR = _mm256_srai_epi32(plus(mulK(p.c2, 91881), -11728000), 16);
+        const __m256i cbToB = _mm256_srai_epi32(plus(mulK(p.c1, 116130), -14831872), 16);
+        const __m256i toG =
+            _mm256_srai_epi32(_mm256_add_epi32(plus(mulK(p.c1, -22554), 2919680), plus(mulK(p.c2, -46802), 5990656)), 16);
+        store4(d, clampByte(_mm256_sub_epi32(white, crToR)), clampByte(_mm256_sub_epi32(white, toG)),
+               clampByte(_mm256_sub_epi32(white, cbToB)), p.c3);
+    }
+};
+
+// (255 - k) - ink + MulDiv(ink, k, 255)
+QUV_AVX2 __m256i inkToRgb(__m256i ink, __m256i k, __m256i paper) {
+    return _mm256_add_epi32(_mm256_sub_epi32(paper, ink),
+                            divSmall(plus(_mm256_mullo_epi32(ink, k), 127), _mm256_set1_epi32(255)));
+}
+
+template <int R, int B>
+struct CmykToRgbBody {
+    QUV_AVX2 void operator()(const uint8_t* s, uint8_t* d) const {
+        const Lanes p = load4(s);
+        const __m256i k = p.c3, paper = _mm256_sub_epi32(_mm256_set1_epi32(255), k);
+        const __m256i r = inkToRgb(p.c0, k, paper), g = inkToRgb(p.c1, k, paper), b = inkToRgb(p.c2, k, paper);
+        R == 0 ? store3(d, r, g, b) : store3(d, b, g, r);
+    }
+};
+
+}  // namespace
+
+ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context) {
+    const YcckTables& tables = context.handle && context.tables ? *context.tables : processYcckTables();
+    if (!usesFormulas(context) || io.width < 1 || io.height < 1 || !rowByRow(io, 3, 4) || !builtTables(tables))
+        return reference::rgbToYcck(io, context);
+    return throughRow<3, 4>(
+        io, [](const KernelIo& row) { runGroups<3, 4>(row, SeparateBody{}, separatePixel); },
+        [&tables](const KernelIo& row) {
+            runGroups<4, 4>(row, CmykToYcckBody{}, [&tables](const uint8_t* s, uint8_t* d) {
+                cmykPixelToYcck(tables, s, d);
+                d[3] = s[3];
+            });
+        });
+}
+
+ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFlag) {
+    const YcckTables& tables = context.handle && context.tables ? *context.tables : processYcckTables();
+    if (!usesFormulas(context) || io.width < 1 || io.height < 1 || !rowByRow(io, 4, 3) || !builtTables(tables))
+        return reference::ycckToRgb(io, context, orderFlag);
+    const ClrStatus status = withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return throughRow<4, 3>(
+            io,
+            [&tables](const KernelIo& row) {
+                runGroups<4, 4>(row, YcckToCmykBody{}, [&tables](const uint8_t* s, uint8_t* d) {
+                    ycckPixelToCmyk(tables, s, d);
+                    d[3] = s[3];
+                });
+            },
+            [](const KernelIo& row) {
+                runGroups<4, 3>(row, CmykToRgbBody<R, B>{}, [](const uint8_t* s, uint8_t* d) {
+                    const int32_t k = s[3];
+                    d[R] = static_cast<uint8_t>((255 - k) - s[0] + mulDiv(s[0], k, 255));
+                    d[1] = static_cast<uint8_t>((255 - k) - s[1] + mulDiv(s[1], k, 255));
+                    d[B] = static_cast<uint8_t>((255 - k) - s[2] + mulDiv(s[2], k, 255));
+                });
+            });
+    });
+    if (status != CLR_SUCCESS) return status;
+    // A handle reports 0 here although the pixels are written.
+    return context.handle ? 0 : CLR_SUCCESS;
 }
 
 }  // namespace quv::kernels

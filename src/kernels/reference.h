@@ -4,17 +4,25 @@
 #pragma once
 
 #include "kernels/kernel.h"
+#include "kernels/ink.h"
 #include "kernels/lab.h"
 
 namespace quv::kernels::reference {
 
+ClrStatus rgbToYuv(const KernelIo& io, int orderFlag);
+ClrStatus yuvToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToYiq(const KernelIo& io, int orderFlag);
 ClrStatus yiqToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToYcbcr(const KernelIo& io, int orderFlag);
+ClrStatus ycbcrToRgb(const KernelIo& io, int orderFlag);
 ClrStatus rgbToHsv(const KernelIo& io, int orderFlag);
 ClrStatus hsvToRgb(const KernelIo& io, int orderFlag);
 ClrStatus rgbToHls(const KernelIo& io, int orderFlag);
 ClrStatus hlsToRgb(const KernelIo& io, int orderFlag);
 ClrStatus hsiToRgb(const KernelIo& io, int orderFlag);
 ClrStatus labToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToYcck(const KernelIo& io, const YcckContext& context);
+ClrStatus ycckToRgb(const KernelIo& io, const YcckContext& context, int orderFlag);
 ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag);
 ClrStatus rgbToYuy2(const KernelIo& io, int orderFlag);
 ClrStatus yuy2ToRgb(const KernelIo& io, int orderFlag);
