@@ -76,22 +76,46 @@ TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
 TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     namespace k = quv::kernels;
     using KernelFn = std::function<ClrStatus(const k::KernelIo&, int)>;
-    auto decode = std::make_unique<k::LabDecodeTables>();
-    k::initLabDecodeTables(*decode, ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
-    k::deriveLabDecodeTables(*decode, k::kLabGamma);
-    const k::LabDecodeTables& tables = *decode;
+    // The fixed-point records of a new handle with the default ranges, and
+    // of an updated one (other white and matrix) with narrower ranges and
+    // another gamma, where more chroma is compressed.
+    const ClrLabParams narrow{32, 0, 10, 80, 120, 120, 110, 150};
+    auto decode = std::make_unique<k::LabDecodeTables[]>(2);
+    auto encode = std::make_unique<k::LabEncodeTables[]>(2);
+    k::initLabDecodeTables(decode[0], ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
+    k::deriveLabDecodeTables(decode[0], k::kLabGamma);
+    k::initLabDecodeTablesForUpdate(decode[1]);
+    decode[1].lOffset = narrow.lOffset, decode[1].lRange = narrow.lRange, decode[1].aRange = narrow.aRange;
+    k::deriveLabDecodeTables(decode[1], 50);
+    k::initLabEncodeTables(encode[0], ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200}, k::kLabGamma);
+    k::initLabEncodeTables(encode[1], narrow, 50);
+    auto fixedDecode = [&](int set) -> KernelFn {
+        return [&, set](const k::KernelIo& io, int o) { return k::labToRgbFixed(decode[set], io, o); };
+    };
+    auto fixedDecodeReference = [&](int set) -> KernelFn {
+        return [&, set](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(decode[set], io, o); };
+    };
+    auto fixedEncode = [&](int set) -> KernelFn {
+        return [&, set](const k::KernelIo& io, int o) { return k::rgbToLabFixed(encode[set], io, o); };
+    };
+    auto fixedEncodeReference = [&](int set) -> KernelFn {
+        return [&, set](const k::KernelIo& io, int o) { return k::reference::rgbToLabFixed(encode[set], io, o); };
+    };
     const struct {
         const char* name;
         KernelFn fast, reference;
         bool refusesGreyWithHue;
     } kernels[] = {
-        {"fixed_lab_to_rgb", [&](const k::KernelIo& io, int o) { return k::labToRgbFixed(tables, io, o); },
-         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, false},
+        {"fixed_lab_to_rgb", fixedDecode(0), fixedDecodeReference(0), false},
+        {"fixed_lab_to_rgb updated", fixedDecode(1), fixedDecodeReference(1), false},
+        {"fixed_rgb_to_lab", fixedEncode(0), fixedEncodeReference(0), false},
+        {"fixed_rgb_to_lab narrow", fixedEncode(1), fixedEncodeReference(1), false},
         {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, false},
         {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, false},
         {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, false},
         {"rgb_to_hls", k::rgbToHls, k::reference::rgbToHls, false},
         {"hsi_to_rgb", k::hsiToRgb, k::reference::hsiToRgb, false},
+        {"rgb_to_lab", k::rgbToLab, k::reference::rgbToLab, false},
         {"lab_to_rgb", k::labToRgb, k::reference::labToRgb, false},
         {"hls_to_rgb", k::hlsToRgb, k::reference::hlsToRgb, true},
     };

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstring>
 
+#include <immintrin.h>
+
 namespace quv::kernels {
 namespace {
 
@@ -166,31 +168,34 @@ const double* linearFromByte() {
     return table.data();
 }
 
+// One pixel of RGB to Lab as the formula is written.
+void labFromRgb(const double* linear, int rByte, int gByte, int bByte, uint8_t* d) {
+    const double r = linear[rByte];
+    const double g = linear[gByte];
+    const double b = linear[bByte];
+    const double x = (0.3575800061225891 * g + 0.4124529957771301 * r + 0.18042300641536713 * b) * 100.0 /
+                     95.0166015625;
+    const double y = (0.21267099678516388 * r + 0.7151600122451782 * g + 0.0721689984202385 * b) * 100.0 / 100.0;
+    const double z = (0.11919300258159637 * g + 0.01933399960398674 * r + 0.9502270221710205 * b) * 100.0 /
+                     108.76499938964844;
+    auto f = [](double t) { return t > 0.008856 ? std::pow(t, 0.3333333333333333) : t * 7.7867 + 0.13793103448275862; };
+    const double fx = f(x), fy = f(y), fz = f(z);
+    const double l = fy * 116.0 - 16.0;
+    const double a = (fx - fy) * 500.0;
+    const double bb = (fy - fz) * 200.0;
+    // L* is cut to an integer before scaling, so byte 0 takes 101 values.
+    d[0] = static_cast<uint8_t>(((truncToInt(l) & 255) * 255) / 100);
+    d[1] = static_cast<uint8_t>(truncToInt(a));
+    d[2] = static_cast<uint8_t>(truncToInt(bb));
+}
+
 }  // namespace
 
-ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
+ClrStatus reference::rgbToLab(const KernelIo& io, int orderFlag) {
     const double* linear = linearFromByte();
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [linear](const uint8_t* s, uint8_t* d) {
-            const double r = linear[s[R]];
-            const double g = linear[s[1]];
-            const double b = linear[s[B]];
-            const double x = (0.3575800061225891 * g + 0.4124529957771301 * r + 0.18042300641536713 * b) * 100.0 /
-                             95.0166015625;
-            const double y = (0.21267099678516388 * r + 0.7151600122451782 * g + 0.0721689984202385 * b) * 100.0 / 100.0;
-            const double z = (0.11919300258159637 * g + 0.01933399960398674 * r + 0.9502270221710205 * b) * 100.0 /
-                             108.76499938964844;
-            auto f = [](double t) { return t > 0.008856 ? std::pow(t, 0.3333333333333333) : t * 7.7867 + 0.13793103448275862; };
-            const double fx = f(x), fy = f(y), fz = f(z);
-            const double l = fy * 116.0 - 16.0;
-            const double a = (fx - fy) * 500.0;
-            const double bb = (fy - fz) * 200.0;
-            // L* is cut to an integer before scaling, so byte 0 takes 101 values.
-            d[0] = static_cast<uint8_t>(((truncToInt(l) & 255) * 255) / 100);
-            d[1] = static_cast<uint8_t>(truncToInt(a));
-            d[2] = static_cast<uint8_t>(truncToInt(bb));
-        });
+        return mapPixels<3, 3>(io, [linear](const uint8_t* s, uint8_t* d) { labFromRgb(linear, s[R], s[1], s[B], d); });
     });
 }
 
@@ -240,7 +245,7 @@ struct LabInverse {
     double aPart[256], bPart[256];  // a / 500 and b / 200 by byte
     double steps[256];              // entry k: the least v whose byte passes k; the last never reached
     static constexpr int kBuckets = 1 << 16;
-    uint8_t start[kBuckets + 1];    // thresholds at or below bucket / kBuckets
+    uint8_t start[kBuckets + 4];    // thresholds at or below bucket / kBuckets; 3 more for 32-bit reads
     int32_t extra;                  // most thresholds inside one bucket
 
     uint8_t encode(double v) const {
@@ -285,93 +290,309 @@ const LabInverse& labInverse() {
     return *table;
 }
 
-}  // namespace
+// One pixel from the tables, as the scalar walk does it.
+inline void labToRgbPixel(const LabInverse& t, const uint8_t* s, uint8_t* d, int R, int B) {
+    const double fy = t.fy[s[0]];
+    const double fx = t.aPart[s[1]] + fy;
+    const double fz = fy - t.bPart[s[2]];
+    const double y = t.y[s[0]], x = labInverseF(fx) * 0.95, z = labInverseF(fz) * 1.088;
+    const double r = x * 3.240478992462158 - y * 1.5371500253677368 - z * 0.49853500723838806;
+    const double gr = y * 1.875991940498352 - x * 0.9692559838294983 + z * 0.04155600070953369;
+    const double bl = x * 0.05564799904823303 - y * 0.20404300093650818 + z * 1.0573110580444336;
+    d[R] = t.encode(r);
+    d[1] = t.encode(gr);
+    d[B] = t.encode(bl);
+}
 
-ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
-    const LabInverse& t = labInverse();
+// Four pixels of three bytes at a time: byte k of each pixel in the low
+// byte of one 32-bit lane. The copy keeps the load inside the row.
+__attribute__((target("avx2"))) inline void loadQuad(const uint8_t* s, uint8_t* px, __m128i& c0, __m128i& c1,
+                                                     __m128i& c2) {
+    std::memcpy(px, s, 12);
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(px));
+    c0 = _mm_shuffle_epi8(v, _mm_setr_epi8(0, -1, -1, -1, 3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1));
+    c1 = _mm_shuffle_epi8(v, _mm_setr_epi8(1, -1, -1, -1, 4, -1, -1, -1, 7, -1, -1, -1, 10, -1, -1, -1));
+    c2 = _mm_shuffle_epi8(v, _mm_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1));
+}
+
+// Four doubles by 32-bit index. The masked form, with a defined start, for
+// the compiler's sake; every lane is read.
+__attribute__((target("avx2"))) inline __m256d gatherLanes(const double* table, __m128i index) {
+    const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
+    return _mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, index, all, 8);
+}
+
+// Lanes of a 64-bit comparison as 32-bit masks.
+__attribute__((target("avx2"))) inline __m128i narrowMask(__m256d m) {
+    const __m256i packed = _mm256_permutevar8x32_epi32(_mm256_castpd_si256(m), _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
+    return _mm256_castsi256_si128(packed);
+}
+
+__attribute__((target("avx2"))) inline __m256d select(__m256d mask, __m256d yes, __m256d no) {
+    return _mm256_blendv_pd(no, yes, mask);
+}
+
+// clamp(v, lo, hi) as the scalar form has it: below lo, lo; above hi, hi.
+__attribute__((target("avx2"))) inline __m256d clampLanes(__m256d v, double lo, double hi) {
+    const __m256d l = _mm256_set1_pd(lo), h = _mm256_set1_pd(hi);
+    return select(_mm256_cmp_pd(v, l, _CMP_LT_OQ), l, select(_mm256_cmp_pd(v, h, _CMP_GT_OQ), h, v));
+}
+
+// What RGB to Lab takes from one byte: each product of a matrix entry and
+// the linear value, as the formula forms it, so the sums see the same
+// operands. And t^(-1/3) at the middle of each 1/256 of the binades from
+// 2^-7 to 2, where every X, Y, Z on the cube-root side lies (they run from
+// 0.008856 to 1.0009).
+struct LabForward {
+    double xr[256], xg[256], xb[256], yr[256], yg[256], yb[256], zr[256], zg[256], zb[256];
+    static constexpr int64_t kFirstBinade = 1023 - 7;
+    double inverseCubeRoot[8 * 256];
+};
+
+const LabForward& labForward() {
+    static const LabForward* table = [] {
+        auto* t = new LabForward{};
+        const double* linear = linearFromByte();
+        for (int i = 0; i < 256; ++i) {
+            const double v = linear[i];
+            t->xr[i] = 0.4124529957771301 * v, t->xg[i] = 0.3575800061225891 * v, t->xb[i] = 0.18042300641536713 * v;
+            t->yr[i] = 0.21267099678516388 * v, t->yg[i] = 0.7151600122451782 * v, t->yb[i] = 0.0721689984202385 * v;
+            t->zr[i] = 0.01933399960398674 * v, t->zg[i] = 0.11919300258159637 * v, t->zb[i] = 0.9502270221710205 * v;
+        }
+        for (int j = 0; j < 8 * 256; ++j)
+            t->inverseCubeRoot[j] = std::pow(std::ldexp(1.0 + (j % 256 + 0.5) / 256.0, j / 256 - 7), -1.0 / 3.0);
+        return t;
+    }();
+    return *table;
+}
+
+// f(t) of the forward formula, the cube root approximated: the table's
+// start is within 6.6e-4, and each Newton step for t^(-1/3) squares the
+// relative error (times 2), so after three it is at rounding level, a few
+// units in the last place. Lanes on the linear side are exact.
+__attribute__((target("avx2"))) inline __m256d labForwardF(const LabForward& t, __m256d v) {
+    const __m256d cube = _mm256_cmp_pd(v, _mm256_set1_pd(0.008856), _CMP_GT_OQ);
+    const __m256d one = _mm256_set1_pd(1.0);
+    const __m256d c = select(cube, v, one);
+    __m256i bin = _mm256_sub_epi64(_mm256_srli_epi64(_mm256_castpd_si256(c), 44),
+                                   _mm256_set1_epi64x(LabForward::kFirstBinade << 8));
+    const __m128i index = narrowMask(_mm256_castsi256_pd(bin));
+    const __m128i bounded = _mm_min_epi32(_mm_max_epi32(index, _mm_setzero_si128()), _mm_set1_epi32(8 * 256 - 1));
+    __m256d r = gatherLanes(t.inverseCubeRoot, bounded);
+    const __m256d third = _mm256_set1_pd(1.0 / 3.0);
+    for (int step = 0; step < 3; ++step) {
+        const __m256d r3 = _mm256_mul_pd(_mm256_mul_pd(r, r), r);
+        const __m256d e = _mm256_sub_pd(one, _mm256_mul_pd(c, r3));
+        r = _mm256_add_pd(r, _mm256_mul_pd(_mm256_mul_pd(r, e), third));
+    }
+    const __m256d root = _mm256_mul_pd(_mm256_mul_pd(c, r), r);
+    const __m256d linear = _mm256_add_pd(_mm256_mul_pd(v, _mm256_set1_pd(7.7867)), _mm256_set1_pd(0.13793103448275862));
+    return select(cube, root, linear);
+}
+
+// Lanes where v might truncate to another integer than the exact formula
+// gives: within 1e-9 of an integer other than 0. The approximation's error
+// reaches L*, a* and b* times at most 1000, far below that.
+__attribute__((target("avx2"))) inline __m256d nearCut(__m256d v) {
+    const __m256d k = _mm256_round_pd(v, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    const __m256d off = _mm256_andnot_pd(_mm256_set1_pd(-0.0), _mm256_sub_pd(v, k));
+    return _mm256_and_pd(_mm256_cmp_pd(off, _mm256_set1_pd(1e-9), _CMP_LT_OQ),
+                         _mm256_cmp_pd(k, _mm256_setzero_pd(), _CMP_NEQ_OQ));
+}
+
+// (p + q) + r of three products looked up by byte.
+__attribute__((target("avx2"))) inline __m256d productSum(const double* p, __m128i pi, const double* q, __m128i qi,
+                                                          const double* r, __m128i ri) {
+    return _mm256_add_pd(_mm256_add_pd(gatherLanes(p, pi), gatherLanes(q, qi)),
+                         gatherLanes(r, ri));
+}
+
+template <int R, int B>
+__attribute__((target("avx2"))) void rgbToLabRowAvx2(const LabForward& t, const uint8_t* s, uint8_t* d, int64_t w) {
+    const double* linear = linearFromByte();
+    int64_t x = 0;
+    for (; x + 4 <= w; x += 4, s += 12, d += 12) {
+        alignas(16) uint8_t px[16] = {};
+        __m128i c0, c1, c2;
+        loadQuad(s, px, c0, c1, c2);
+        const __m128i ri = R == 0 ? c0 : c2, gi = c1, bi = R == 0 ? c2 : c0;
+        const __m256d hundred = _mm256_set1_pd(100.0);
+        const __m256d vx = _mm256_div_pd(_mm256_mul_pd(productSum(t.xg, gi, t.xr, ri, t.xb, bi), hundred), _mm256_set1_pd(95.0166015625));
+        const __m256d vy = _mm256_div_pd(_mm256_mul_pd(productSum(t.yr, ri, t.yg, gi, t.yb, bi), hundred), hundred);
+        const __m256d vz =
+            _mm256_div_pd(_mm256_mul_pd(productSum(t.zg, gi, t.zr, ri, t.zb, bi), hundred), _mm256_set1_pd(108.76499938964844));
+        const __m256d fx = labForwardF(t, vx), fy = labForwardF(t, vy), fz = labForwardF(t, vz);
+        const __m256d l = _mm256_sub_pd(_mm256_mul_pd(fy, _mm256_set1_pd(116.0)), _mm256_set1_pd(16.0));
+        const __m256d a = _mm256_mul_pd(_mm256_sub_pd(fx, fy), _mm256_set1_pd(500.0));
+        const __m256d bb = _mm256_mul_pd(_mm256_sub_pd(fy, fz), _mm256_set1_pd(200.0));
+        const int redo = _mm256_movemask_pd(_mm256_or_pd(_mm256_or_pd(nearCut(l), nearCut(a)), nearCut(bb)));
+        alignas(16) int32_t li[4], ai[4], bj[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(li), _mm256_cvttpd_epi32(l));
+        _mm_store_si128(reinterpret_cast<__m128i*>(ai), _mm256_cvttpd_epi32(a));
+        _mm_store_si128(reinterpret_cast<__m128i*>(bj), _mm256_cvttpd_epi32(bb));
+        for (int k = 0; k < 4; ++k) {
+            d[3 * k] = static_cast<uint8_t>(((li[k] & 255) * 255) / 100);
+            d[3 * k + 1] = static_cast<uint8_t>(ai[k]);
+            d[3 * k + 2] = static_cast<uint8_t>(bj[k]);
+        }
+        for (int k = 0; redo && k < 4; ++k)
+            if (redo & (1 << k)) labFromRgb(linear, px[3 * k + R], px[3 * k + 1], px[3 * k + B], d + 3 * k);
+    }
+    for (; x < w; ++x, s += 3, d += 3) labFromRgb(linear, s[R], s[1], s[B], d);
+}
+
+__attribute__((target("avx2"))) inline __m256d inverseFLanes(__m256d v) {
+    const __m256d cube = _mm256_mul_pd(v, _mm256_mul_pd(v, v));
+    const __m256d toe = _mm256_div_pd(_mm256_sub_pd(v, _mm256_set1_pd(0.13793103448275862)), _mm256_set1_pd(7.7867));
+    return clampLanes(select(_mm256_cmp_pd(v, _mm256_set1_pd(0.20689), _CMP_GT_OQ), cube, toe), 0.0, 1.0);
+}
+
+// LabInverse::encode four lanes wide: the bucket's count, then the steps.
+__attribute__((target("avx2"))) inline __m128i encodeLanes(const LabInverse& t, __m256d v) {
+    const __m256d c = clampLanes(v, 0.0, 1.0);
+    const __m128i bucket = _mm256_cvttpd_epi32(_mm256_mul_pd(c, _mm256_set1_pd(LabInverse::kBuckets)));
+    __m128i k = _mm_and_si128(_mm_i32gather_epi32(reinterpret_cast<const int*>(t.start), bucket, 1), _mm_set1_epi32(255));
+    for (int32_t n = 0; n < t.extra; ++n)
+        k = _mm_sub_epi32(k, narrowMask(_mm256_cmp_pd(c, gatherLanes(t.steps, k), _CMP_GE_OQ)));
+    return k;
+}
+
+__attribute__((target("avx2"))) inline __m256d times(__m256d v, double c) { return _mm256_mul_pd(v, _mm256_set1_pd(c)); }
+
+template <int R, int B>
+__attribute__((target("avx2"))) void labToRgbRowAvx2(const LabInverse& t, const uint8_t* s, uint8_t* d, int64_t w) {
+    int64_t x = 0;
+    for (; x + 4 <= w; x += 4, s += 12, d += 12) {
+        alignas(16) uint8_t px[16] = {};
+        __m128i li, ai, bi;
+        loadQuad(s, px, li, ai, bi);
+        const __m256d fy = gatherLanes(t.fy, li);
+        const __m256d fx = _mm256_add_pd(gatherLanes(t.aPart, ai), fy);
+        const __m256d fz = _mm256_sub_pd(fy, gatherLanes(t.bPart, bi));
+        const __m256d y = gatherLanes(t.y, li);
+        const __m256d vx = _mm256_mul_pd(inverseFLanes(fx), _mm256_set1_pd(0.95));
+        const __m256d vz = _mm256_mul_pd(inverseFLanes(fz), _mm256_set1_pd(1.088));
+        const __m256d r = _mm256_sub_pd(_mm256_sub_pd(times(vx, 3.240478992462158), times(y, 1.5371500253677368)),
+                                        times(vz, 0.49853500723838806));
+        const __m256d g = _mm256_add_pd(_mm256_sub_pd(times(y, 1.875991940498352), times(vx, 0.9692559838294983)),
+                                        times(vz, 0.04155600070953369));
+        const __m256d b = _mm256_add_pd(_mm256_sub_pd(times(vx, 0.05564799904823303), times(y, 0.20404300093650818)),
+                                        times(vz, 1.0573110580444336));
+        alignas(16) int32_t rk[4], gk[4], bk[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(rk), encodeLanes(t, r));
+        _mm_store_si128(reinterpret_cast<__m128i*>(gk), encodeLanes(t, g));
+        _mm_store_si128(reinterpret_cast<__m128i*>(bk), encodeLanes(t, b));
+        for (int k = 0; k < 4; ++k) {
+            d[3 * k + R] = static_cast<uint8_t>(rk[k]);
+            d[3 * k + 1] = static_cast<uint8_t>(gk[k]);
+            d[3 * k + B] = static_cast<uint8_t>(bk[k]);
+        }
+    }
+    for (; x < w; ++x, s += 3, d += 3) labToRgbPixel(t, s, d, R, B);
+}
+
+// Runs a row kernel over the rows when the processor has AVX2.
+template <class Row>
+ClrStatus mapRowsAvx2(const KernelIo& io, int orderFlag, Row row) {
+    const int64_t w = io.width > 0 ? io.width : 0;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) {
-            const double fy = t.fy[s[0]];
-            const double fx = t.aPart[s[1]] + fy;
-            const double fz = fy - t.bPart[s[2]];
-            const double y = t.y[s[0]], x = labInverseF(fx) * 0.95, z = labInverseF(fz) * 1.088;
-            const double r = x * 3.240478992462158 - y * 1.5371500253677368 - z * 0.49853500723838806;
-            const double gr = y * 1.875991940498352 - x * 0.9692559838294983 + z * 0.04155600070953369;
-            const double bl = x * 0.05564799904823303 - y * 0.20404300093650818 + z * 1.0573110580444336;
-            d[R] = t.encode(r);
-            d[1] = t.encode(gr);
-            d[B] = t.encode(bl);
-        });
+        return mapRows(io, 3 * w, 3 * w, [&](const uint8_t* s, uint8_t* d, int32_t) { row.template operator()<R, B>(s, d, w); });
     });
 }
 
-// Nine table look-ups, three interpolations and at most two divisions.
-ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
+}  // namespace
+
+ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
+    if (kernelIsa() != KernelIsa::Avx2) return reference::rgbToLab(io, orderFlag);
+    const LabForward& t = labForward();
+    return mapRowsAvx2(io, orderFlag, [&t]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
+        rgbToLabRowAvx2<R, B>(t, s, d, w);
+    });
+}
+
+ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
+    const LabInverse& t = labInverse();
+    if (kernelIsa() == KernelIsa::Avx2)
+        return mapRowsAvx2(io, orderFlag, [&t]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
+            labToRgbRowAvx2<R, B>(t, s, d, w);
+        });
+    return withOrder(orderFlag, [&](auto order) {
+        constexpr int R = decltype(order)::r, B = decltype(order)::b;
+        return mapPixels<3, 3>(io, [&t](const uint8_t* s, uint8_t* d) { labToRgbPixel(t, s, d, R, B); });
+    });
+}
+
+namespace {
+
+// CIE f of a 16.16 value from the sampled table, interpolated.
+int32_t encodeCubeRoot(const LabEncodeTables& t, int32_t v) {
+    if (v >= 65536) return 65536;
+    if (v < 0) return t.cubeRoot[0];
+    const int32_t n = v >> 4;
+    const int32_t e = t.cubeRoot[n];
+    if (n == 4095) return e;
+    return e + (((t.cubeRoot[n + 1] - e) * (v & 15) + 8) >> 4);
+}
+
+// 1.0 in 16.16 inside [lo, hi], else how far to shrink toward neutral;
+// false where the chroma would be divided by 0.
+bool chromaRatio(int32_t d, int32_t lo, int32_t hi, int32_t* ratio) {
+    *ratio = 65536;
+    if (d >= lo && d <= hi) return true;
+    const int32_t limit = d < lo ? lo : hi;
+    if ((d >> 2) == 0) return false;
+    // In 64 bits, so that the one quotient that leaves 32 bits wraps
+    // instead of trapping.
+    const int64_t q = int64_t{static_cast<int32_t>(static_cast<uint32_t>(limit) << 14)} / (d >> 2);
+    *ratio = static_cast<int32_t>(static_cast<uint32_t>(q));
+    return true;
+}
+
+// One pixel: nine table look-ups, three interpolations and at most two
+// divisions. False, with nothing written, where a chroma beyond a limit by
+// less than 4 would be divided by 0.
+bool labEncodePixel(const LabEncodeTables& t, int r, int g, int b, uint8_t* d) {
+    const auto sum = [&](int c) {
+        return wrapAdd(wrapAdd(t.rgbToXyzTables[c][r], t.rgbToXyzTables[c + 1][g]), t.rgbToXyzTables[c + 2][b]);
+    };
+    const int32_t X = sum(0), Y = sum(3), Z = sum(6);
+    const int32_t fy = encodeCubeRoot(t, Y);
+    int32_t da = encodeCubeRoot(t, X) - fy;
+    int32_t db = fy - encodeCubeRoot(t, Z);
+    int32_t ra, rb;
+    if (!chromaRatio(da, t.aMin, t.aMax, &ra) || !chromaRatio(db, t.bMin, t.bMax, &rb)) return false;
+    // Out of range: chroma shrinks toward neutral, each axis dragging the
+    // other along.
+    if (ra != 65536 || rb != 65536) {
+        da = fixMul16(std::min(ra, wrapSub(wrapMul(2, rb), 65536)), da);
+        db = fixMul16(std::min(rb, wrapAdd(ra, 65536) >> 1), db);
+    }
+    d[0] = limitByte(wrapAdd(wrapAdd(fixMul16(t.lMul, fy), t.lBias), 32768) >> 16);
+    d[1] = limitByte(wrapAdd(wrapAdd(fixMul16(t.aMul, da), 32768) >> 16, t.aOffset));
+    d[2] = limitByte(wrapAdd(wrapAdd(fixMul16(t.bMul, db), 32768) >> 16, t.bOffset));
+    return true;
+}
+
+}  // namespace
+
+// The kernel stops at a pixel it cannot encode, the ones before it written.
+ClrStatus reference::rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
-    // A chroma beyond a limit by less than 4 would be divided by 0; the
-    // kernel stops there instead.
-    ClrStatus status = CLR_SUCCESS;
-    auto cubeRoot = [&t](int32_t v) -> int32_t {
-        if (v >= 65536) return 65536;
-        if (v < 0) return t.cubeRoot[0];
-        const int32_t n = v >> 4;
-        const int32_t e = t.cubeRoot[n];
-        if (n == 4095) return e;
-        return e + (((t.cubeRoot[n + 1] - e) * (v & 15) + 8) >> 4);
-    };
-    auto ratio = [](int32_t d, int32_t lo, int32_t hi, bool* ok) -> int32_t {
-        if (d >= lo && d <= hi) return 65536;
-        const int32_t limit = d < lo ? lo : hi;
-        if ((d >> 2) == 0) {
-            *ok = false;
-            return 65536;
-        }
-        // In 64 bits, so that the one quotient that leaves 32 bits wraps
-        // instead of trapping.
-        const int64_t q = int64_t{static_cast<int32_t>(static_cast<uint32_t>(limit) << 14)} / (d >> 2);
-        return static_cast<int32_t>(static_cast<uint32_t>(q));
-    };
     const int64_t w = io.width > 0 ? io.width : 0;
     if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
-    withOrder(orderFlag, [&](auto order) {
+    return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
         const uint8_t* s = io.src;
         uint8_t* d = io.dst;
-        for (int32_t row = 0; row < io.height && status == CLR_SUCCESS; ++row) {
-            for (int64_t x = 0; x < w; ++x, s += 3, d += 3) {
-                const int r = s[R], g = s[1], b = s[B];
-                const auto sum = [&](int c) {
-                    return wrapAdd(wrapAdd(t.rgbToXyzTables[c][r], t.rgbToXyzTables[c + 1][g]),
-                                   t.rgbToXyzTables[c + 2][b]);
-                };
-                const int32_t X = sum(0), Y = sum(3), Z = sum(6);
-                const int32_t fy = cubeRoot(Y);
-                int32_t da = cubeRoot(X) - fy;
-                int32_t db = fy - cubeRoot(Z);
-                bool ok = true;
-                const int32_t ra = ratio(da, t.aMin, t.aMax, &ok);
-                const int32_t rb = ratio(db, t.bMin, t.bMax, &ok);
-                if (!ok) {
-                    status = CLR_INVALID_PARAMETER;
-                    break;
-                }
-                // Out of range: chroma shrinks toward neutral, each axis
-                // dragging the other along.
-                if (ra != 65536 || rb != 65536) {
-                    da = fixMul16(std::min(ra, wrapSub(wrapMul(2, rb), 65536)), da);
-                    db = fixMul16(std::min(rb, wrapAdd(ra, 65536) >> 1), db);
-                }
-                d[0] = limitByte(wrapAdd(wrapAdd(fixMul16(t.lMul, fy), t.lBias), 32768) >> 16);
-                d[1] = limitByte(wrapAdd(wrapAdd(fixMul16(t.aMul, da), 32768) >> 16, t.aOffset));
-                d[2] = limitByte(wrapAdd(wrapAdd(fixMul16(t.bMul, db), 32768) >> 16, t.bOffset));
-            }
+        for (int32_t row = 0; row < io.height; ++row) {
+            for (int64_t x = 0; x < w; ++x, s += 3, d += 3)
+                if (!labEncodePixel(t, s[R], s[1], s[B], d)) return CLR_INVALID_PARAMETER;
             s += padBytes(io.srcPad);
             d += padBytes(io.dstPad);
         }
-        return 0;
+        return CLR_SUCCESS;
     });
-    return status;
 }
 
 ClrStatus reference::labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
@@ -415,6 +636,7 @@ namespace {
 struct LabDecodeRun {
     int32_t fy[256], yTerm[3][256], aTerm[256], bTerm[256];
     int32_t steps[256];
+    int32_t start[4096];  // the record's index, widened for 32-bit reads
     bool bounded;
 
     explicit LabDecodeRun(const LabDecodeTables& t) {
@@ -430,6 +652,7 @@ struct LabDecodeRun {
         }
         std::copy(t.encodeThresholds, t.encodeThresholds + 255, steps);
         steps[255] = INT32_MAX;
+        std::copy(t.searchStart, t.searchStart + 4096, start);
         bounded = steps[0] >= 0 && steps[254] < (1 << 28) && std::is_sorted(steps, steps + 255);
     }
 
@@ -446,30 +669,210 @@ struct LabDecodeRun {
     }
 };
 
+
+// One pixel from the run's tables, as the scalar walk does it.
+inline void labToRgbFixedPixel(const LabDecodeTables& t, const LabDecodeRun& run, const uint8_t* s, uint8_t* d, int R,
+                               int B) {
+    const int32_t l = s[0];
+    const int32_t fy = run.fy[l];
+    const int32_t X = labFinv(wrapAdd(fy, run.aTerm[s[1]])), Z = labFinv(wrapSub(fy, run.bTerm[s[2]]));
+    uint8_t rgb[3];
+    for (int row = 0; row < 3; ++row) {
+        const int32_t* m = t.fixedMatrix + 3 * row;
+        const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(run.yTerm[row][l]) +
+                           static_cast<uint32_t>(fixMul16(m[2], Z));
+        rgb[row] = static_cast<uint8_t>(run.search(t, static_cast<int32_t>(v)));
+    }
+    d[R] = rgb[0];
+    d[1] = rgb[1];
+    d[B] = rgb[2];
+}
+
+
+// Eight pixels of three bytes: byte k of each in one 32-bit lane; px keeps
+// the bytes, pixels 0-3 at 0 and 4-7 at 16.
+__attribute__((target("avx2"))) inline void loadOctet(const uint8_t* s, uint8_t* px, __m256i& c0, __m256i& c1,
+                                                      __m256i& c2) {
+    __m128i lo0, lo1, lo2, hi0, hi1, hi2;
+    loadQuad(s, px, lo0, lo1, lo2);
+    loadQuad(s + 12, px + 16, hi0, hi1, hi2);
+    c0 = _mm256_set_m128i(hi0, lo0);
+    c1 = _mm256_set_m128i(hi1, lo1);
+    c2 = _mm256_set_m128i(hi2, lo2);
+}
+
+// fixMul16 in eight lanes: the even and odd lanes' 64-bit products, shifted,
+// their low halves put back together.
+__attribute__((target("avx2"))) inline __m256i fixMul16Lanes(__m256i p, __m256i q) {
+    const __m256i half = _mm256_set1_epi64x(32768);
+    const __m256i even = _mm256_srli_epi64(_mm256_add_epi64(_mm256_mul_epi32(p, q), half), 16);
+    const __m256i odd = _mm256_srli_epi64(
+        _mm256_add_epi64(_mm256_mul_epi32(_mm256_srli_epi64(p, 32), _mm256_srli_epi64(q, 32)), half), 16);
+    return _mm256_blend_epi32(even, _mm256_slli_epi64(odd, 32), 0xAA);
+}
+
+__attribute__((target("avx2"))) inline __m256i clampLanes(__m256i v, int32_t lo, int32_t hi) {
+    return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_set1_epi32(lo)), _mm256_set1_epi32(hi));
+}
+
+// Eight bytes of each of three lanes, written as pixels.
+template <int R, int B>
+__attribute__((target("avx2"))) inline void storeOctet(__m256i c0, __m256i c1, __m256i c2, uint8_t* d) {
+    alignas(32) int32_t v0[8], v1[8], v2[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(v0), c0);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(v1), c1);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(v2), c2);
+    for (int k = 0; k < 8; ++k) {
+        d[3 * k + R] = static_cast<uint8_t>(v0[k]);
+        d[3 * k + 1] = static_cast<uint8_t>(v1[k]);
+        d[3 * k + B] = static_cast<uint8_t>(v2[k]);
+    }
+}
+
+// encodeCubeRoot in eight lanes. One 32-bit read at entry n brings entries
+// n and n + 1; at the last entry the read starts one earlier.
+__attribute__((target("avx2"))) inline __m256i cubeRootLanes(const LabEncodeTables& t, __m256i v) {
+    const __m256i n = _mm256_srli_epi32(clampLanes(v, 0, 65535), 4);
+    const __m256i last = _mm256_set1_epi32(4095);
+    const __m256i pair = _mm256_i32gather_epi32(reinterpret_cast<const int*>(t.cubeRoot),
+                                                _mm256_min_epi32(n, _mm256_set1_epi32(4094)), 2);
+    const __m256i e = _mm256_and_si256(pair, _mm256_set1_epi32(0xFFFF)), next = _mm256_srli_epi32(pair, 16);
+    const __m256i step = _mm256_mullo_epi32(_mm256_sub_epi32(next, e), _mm256_and_si256(v, _mm256_set1_epi32(15)));
+    __m256i r = _mm256_add_epi32(e, _mm256_srai_epi32(_mm256_add_epi32(step, _mm256_set1_epi32(8)), 4));
+    r = _mm256_blendv_epi8(r, next, _mm256_cmpeq_epi32(n, last));
+    r = _mm256_blendv_epi8(r, _mm256_set1_epi32(t.cubeRoot[0]), _mm256_cmpgt_epi32(_mm256_setzero_si256(), v));
+    return _mm256_blendv_epi8(r, _mm256_set1_epi32(65536), _mm256_cmpgt_epi32(v, _mm256_set1_epi32(65535)));
+}
+
+__attribute__((target("avx2"))) inline __m256i inRangeLanes(__m256i v, int32_t lo, int32_t hi) {
+    return _mm256_andnot_si256(_mm256_or_si256(_mm256_cmpgt_epi32(_mm256_set1_epi32(lo), v),
+                                               _mm256_cmpgt_epi32(v, _mm256_set1_epi32(hi))),
+                               _mm256_set1_epi32(-1));
+}
+
+// (p + q) + r of three entries looked up by byte, wrapping.
+__attribute__((target("avx2"))) inline __m256i tableSum(const int32_t* p, __m256i pi, const int32_t* q, __m256i qi,
+                                                        const int32_t* r, __m256i ri) {
+    return _mm256_add_epi32(_mm256_add_epi32(_mm256_i32gather_epi32(p, pi, 4), _mm256_i32gather_epi32(q, qi, 4)),
+                            _mm256_i32gather_epi32(r, ri, 4));
+}
+
+// Eight pixels a step where every chroma is in range; a step holding one
+// that is not goes pixel by pixel. False where the scalar walk stops.
+template <int R, int B>
+__attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables& t, const uint8_t* s, uint8_t* d,
+                                                          int64_t w) {
+    const auto& m = t.rgbToXyzTables;
+    int64_t x = 0;
+    for (; x + 8 <= w; x += 8, s += 24, d += 24) {
+        alignas(32) uint8_t px[32] = {};
+        __m256i c0, c1, c2;
+        loadOctet(s, px, c0, c1, c2);
+        const __m256i r = R == 0 ? c0 : c2, g = c1, b = R == 0 ? c2 : c0;
+        const __m256i fy = cubeRootLanes(t, tableSum(m[3], r, m[4], g, m[5], b));
+        const __m256i da = _mm256_sub_epi32(cubeRootLanes(t, tableSum(m[0], r, m[1], g, m[2], b)), fy);
+        const __m256i db = _mm256_sub_epi32(fy, cubeRootLanes(t, tableSum(m[6], r, m[7], g, m[8], b)));
+        const __m256i inRange = _mm256_and_si256(inRangeLanes(da, t.aMin, t.aMax), inRangeLanes(db, t.bMin, t.bMax));
+        if (_mm256_movemask_epi8(inRange) != -1) {
+            for (int k = 0; k < 8; ++k) {
+                const uint8_t* p = px + (k / 4) * 16 + (k % 4) * 3;
+                if (!labEncodePixel(t, p[R], p[1], p[B], d + 3 * k)) return false;
+            }
+            continue;
+        }
+        const __m256i half = _mm256_set1_epi32(32768);
+        const __m256i l = _mm256_srai_epi32(
+            _mm256_add_epi32(_mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(t.lMul), fy), _mm256_set1_epi32(t.lBias)),
+                             half), 16);
+        const __m256i a = _mm256_add_epi32(
+            _mm256_srai_epi32(_mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(t.aMul), da), half), 16),
+            _mm256_set1_epi32(t.aOffset));
+        const __m256i bb = _mm256_add_epi32(
+            _mm256_srai_epi32(_mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(t.bMul), db), half), 16),
+            _mm256_set1_epi32(t.bOffset));
+        storeOctet<0, 2>(clampLanes(l, 0, 255), clampLanes(a, 0, 255), clampLanes(bb, 0, 255), d);
+    }
+    for (; x < w; ++x, s += 3, d += 3)
+        if (!labEncodePixel(t, s[R], s[1], s[B], d)) return false;
+    return true;
+}
+
+}  // namespace
+
+ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
+    if (kernelIsa() != KernelIsa::Avx2) return reference::rgbToLabFixed(t, io, orderFlag);
+    if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
+    bool stopped = false;
+    const ClrStatus status = mapRowsAvx2(io, orderFlag, [&]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
+        stopped = stopped || !rgbToLabFixedRowAvx2<R, B>(t, s, d, w);
+    });
+    return status == CLR_SUCCESS && stopped ? CLR_INVALID_PARAMETER : status;
+}
+
+namespace {
+
+// labFinv in eight lanes.
+__attribute__((target("avx2"))) inline __m256i finvLanes(__m256i t) {
+    const __m256i toe = fixMul16Lanes(_mm256_set1_epi32(538650),
+                                      _mm256_srai_epi32(_mm256_sub_epi32(t, _mm256_set1_epi32(37025548)), 6));
+    const __m256i y = _mm256_srai_epi32(_mm256_add_epi32(t, _mm256_set1_epi32(128)), 8);
+    const __m256i cube = fixMul16Lanes(fixMul16Lanes(y, y), y);
+    const __m256i r = _mm256_blendv_epi8(cube, toe, _mm256_cmpgt_epi32(_mm256_set1_epi32(55536612), t));
+    return clampLanes(r, 0, 268435456);
+}
+
+// LabDecodeRun::search in eight lanes, for bounded thresholds.
+__attribute__((target("avx2"))) inline __m256i searchLanes(const LabDecodeRun& run, __m256i v) {
+    const __m256i c = clampLanes(v, 0, (1 << 28) - 1);
+    const __m256i ones = _mm256_set1_epi32(-1);
+    __m256i i = _mm256_i32gather_epi32(run.start, _mm256_srli_epi32(c, 16), 4);
+    for (;;) {
+        // -1 where the threshold at i is at or below c: one more below it.
+        const __m256i below = _mm256_xor_si256(_mm256_cmpgt_epi32(_mm256_i32gather_epi32(run.steps, i, 4), c), ones);
+        if (_mm256_testz_si256(below, below)) break;
+        i = _mm256_sub_epi32(i, below);
+    }
+    return _mm256_andnot_si256(_mm256_cmpgt_epi32(_mm256_setzero_si256(), v), i);
+}
+
+template <int R, int B>
+__attribute__((target("avx2"))) void labToRgbFixedRowAvx2(const LabDecodeTables& t, const LabDecodeRun& run,
+                                                          const uint8_t* s, uint8_t* d, int64_t w) {
+    int64_t x = 0;
+    for (; x + 8 <= w; x += 8, s += 24, d += 24) {
+        alignas(32) uint8_t px[32] = {};
+        __m256i l, a, b;
+        loadOctet(s, px, l, a, b);
+        const __m256i fy = _mm256_i32gather_epi32(run.fy, l, 4);
+        const __m256i X = finvLanes(_mm256_add_epi32(fy, _mm256_i32gather_epi32(run.aTerm, a, 4)));
+        const __m256i Z = finvLanes(_mm256_sub_epi32(fy, _mm256_i32gather_epi32(run.bTerm, b, 4)));
+        __m256i rgb[3];
+        for (int row = 0; row < 3; ++row) {
+            const int32_t* m = t.fixedMatrix + 3 * row;
+            const __m256i v = _mm256_add_epi32(
+                _mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(m[0]), X), _mm256_i32gather_epi32(run.yTerm[row], l, 4)),
+                fixMul16Lanes(_mm256_set1_epi32(m[2]), Z));
+            rgb[row] = searchLanes(run, v);
+        }
+        storeOctet<R, B>(rgb[0], rgb[1], rgb[2], d);
+    }
+    for (; x < w; ++x, s += 3, d += 3) labToRgbFixedPixel(t, run, s, d, R, B);
+}
+
 }  // namespace
 
 ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
+    const LabDecodeRun run(t);
+    if (kernelIsa() == KernelIsa::Avx2 && run.bounded)
+        return mapRowsAvx2(io, orderFlag, [&]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
+            labToRgbFixedRowAvx2<R, B>(t, run, s, d, w);
+        });
     const int64_t w = io.width > 0 ? io.width : 0;
     if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
-    const LabDecodeRun run(t);
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        forEachPixel<3, 3>(io, [&](const uint8_t* s, uint8_t* d) {
-            const int32_t l = s[0];
-            const int32_t fy = run.fy[l];
-            const int32_t X = labFinv(wrapAdd(fy, run.aTerm[s[1]])), Z = labFinv(wrapSub(fy, run.bTerm[s[2]]));
-            uint8_t rgb[3];
-            for (int row = 0; row < 3; ++row) {
-                const int32_t* m = t.fixedMatrix + 3 * row;
-                const uint32_t v = static_cast<uint32_t>(fixMul16(m[0], X)) + static_cast<uint32_t>(run.yTerm[row][l]) +
-                                   static_cast<uint32_t>(fixMul16(m[2], Z));
-                rgb[row] = static_cast<uint8_t>(run.search(t, static_cast<int32_t>(v)));
-            }
-            d[R] = rgb[0];
-            d[1] = rgb[1];
-            d[B] = rgb[2];
-        });
+        forEachPixel<3, 3>(io, [&](const uint8_t* s, uint8_t* d) { labToRgbFixedPixel(t, run, s, d, R, B); });
         return CLR_SUCCESS;
     });
 }

@@ -14,7 +14,9 @@ ClrStatus hsvToRgb(const KernelIo& io, int orderFlag);
 ClrStatus rgbToHls(const KernelIo& io, int orderFlag);
 ClrStatus hlsToRgb(const KernelIo& io, int orderFlag);
 ClrStatus hsiToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToLab(const KernelIo& io, int orderFlag);
 ClrStatus labToRgb(const KernelIo& io, int orderFlag);
+ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag);
 ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag);
 
 }  // namespace quv::kernels::reference
