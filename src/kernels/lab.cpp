@@ -315,11 +315,27 @@ __attribute__((target("avx2"))) inline void loadQuad(const uint8_t* s, uint8_t* 
     c2 = _mm_shuffle_epi8(v, _mm_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1));
 }
 
-// Four doubles by 32-bit index. The masked form, with a defined start, for
-// the compiler's sake; every lane is read.
+// Table reads by lane: the indices stored and read back, then plain loads,
+// which this processor family issues faster than its gather instructions.
 __attribute__((target("avx2"))) inline __m256d gatherLanes(const double* table, __m128i index) {
-    const __m256d all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
-    return _mm256_mask_i32gather_pd(_mm256_setzero_pd(), table, index, all, 8);
+    alignas(16) int32_t i[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(i), index);
+    return _mm256_setr_pd(table[i[0]], table[i[1]], table[i[2]], table[i[3]]);
+}
+
+template <class T>
+__attribute__((target("avx2"))) inline __m256i gatherInts(const T* table, __m256i index) {
+    alignas(32) int32_t i[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(i), index);
+    return _mm256_setr_epi32(table[i[0]], table[i[1]], table[i[2]], table[i[3]], table[i[4]], table[i[5]], table[i[6]],
+                             table[i[7]]);
+}
+
+template <class T>
+__attribute__((target("avx2"))) inline __m128i gatherInts(const T* table, __m128i index) {
+    alignas(16) int32_t i[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(i), index);
+    return _mm_setr_epi32(table[i[0]], table[i[1]], table[i[2]], table[i[3]]);
 }
 
 // Lanes of a 64-bit comparison as 32-bit masks.
@@ -451,7 +467,7 @@ __attribute__((target("avx2"))) inline __m256d inverseFLanes(__m256d v) {
 __attribute__((target("avx2"))) inline __m128i encodeLanes(const LabInverse& t, __m256d v) {
     const __m256d c = clampLanes(v, 0.0, 1.0);
     const __m128i bucket = _mm256_cvttpd_epi32(_mm256_mul_pd(c, _mm256_set1_pd(LabInverse::kBuckets)));
-    __m128i k = _mm_and_si128(_mm_i32gather_epi32(reinterpret_cast<const int*>(t.start), bucket, 1), _mm_set1_epi32(255));
+    __m128i k = gatherInts(t.start, bucket);
     for (int32_t n = 0; n < t.extra; ++n)
         k = _mm_sub_epi32(k, narrowMask(_mm256_cmp_pd(c, gatherLanes(t.steps, k), _CMP_GE_OQ)));
     return k;
@@ -729,17 +745,15 @@ __attribute__((target("avx2"))) inline void storeOctet(__m256i c0, __m256i c1, _
     }
 }
 
-// encodeCubeRoot in eight lanes. One 32-bit read at entry n brings entries
-// n and n + 1; at the last entry the read starts one earlier.
+// encodeCubeRoot in eight lanes. At the last entry the next one is read as
+// the entry itself, which adds nothing.
 __attribute__((target("avx2"))) inline __m256i cubeRootLanes(const LabEncodeTables& t, __m256i v) {
     const __m256i n = _mm256_srli_epi32(clampLanes(v, 0, 65535), 4);
-    const __m256i last = _mm256_set1_epi32(4095);
-    const __m256i pair = _mm256_i32gather_epi32(reinterpret_cast<const int*>(t.cubeRoot),
-                                                _mm256_min_epi32(n, _mm256_set1_epi32(4094)), 2);
-    const __m256i e = _mm256_and_si256(pair, _mm256_set1_epi32(0xFFFF)), next = _mm256_srli_epi32(pair, 16);
+    const __m256i e = gatherInts(t.cubeRoot, n);
+    const __m256i next = gatherInts(t.cubeRoot, _mm256_min_epi32(_mm256_add_epi32(n, _mm256_set1_epi32(1)),
+                                                                 _mm256_set1_epi32(4095)));
     const __m256i step = _mm256_mullo_epi32(_mm256_sub_epi32(next, e), _mm256_and_si256(v, _mm256_set1_epi32(15)));
     __m256i r = _mm256_add_epi32(e, _mm256_srai_epi32(_mm256_add_epi32(step, _mm256_set1_epi32(8)), 4));
-    r = _mm256_blendv_epi8(r, next, _mm256_cmpeq_epi32(n, last));
     r = _mm256_blendv_epi8(r, _mm256_set1_epi32(t.cubeRoot[0]), _mm256_cmpgt_epi32(_mm256_setzero_si256(), v));
     return _mm256_blendv_epi8(r, _mm256_set1_epi32(65536), _mm256_cmpgt_epi32(v, _mm256_set1_epi32(65535)));
 }
@@ -753,12 +767,34 @@ __attribute__((target("avx2"))) inline __m256i inRangeLanes(__m256i v, int32_t l
 // (p + q) + r of three entries looked up by byte, wrapping.
 __attribute__((target("avx2"))) inline __m256i tableSum(const int32_t* p, __m256i pi, const int32_t* q, __m256i qi,
                                                         const int32_t* r, __m256i ri) {
-    return _mm256_add_epi32(_mm256_add_epi32(_mm256_i32gather_epi32(p, pi, 4), _mm256_i32gather_epi32(q, qi, 4)),
-                            _mm256_i32gather_epi32(r, ri, 4));
+    return _mm256_add_epi32(_mm256_add_epi32(gatherInts(p, pi), gatherInts(q, qi)),
+                            gatherInts(r, ri));
 }
 
-// Eight pixels a step where every chroma is in range; a step holding one
-// that is not goes pixel by pixel. False where the scalar walk stops.
+// -1 where d >> 2 is 0.
+__attribute__((target("avx2"))) inline __m256i quarterIsZero(__m256i d) {
+    return _mm256_cmpeq_epi32(_mm256_srai_epi32(d, 2), _mm256_setzero_si256());
+}
+
+__attribute__((target("avx2"))) inline __m128i quotient(__m128i n, __m128i q) {
+    return _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(n), _mm256_cvtepi32_pd(q)));
+}
+
+// chromaRatio in eight lanes, for lanes whose divisor is not 0. The
+// quotient is taken in double: the rounding error of an int32 quotient stays
+// below 1/|divisor|, so truncation gives the integer quotient, and the one
+// that leaves 32 bits, 2^31, converts to INT32_MIN as it wraps.
+__attribute__((target("avx2"))) inline __m256i ratioLanes(__m256i d, __m256i in, int32_t lo, int32_t hi) {
+    const __m256i below = _mm256_cmpgt_epi32(_mm256_set1_epi32(lo), d);
+    const __m256i limit = _mm256_blendv_epi8(_mm256_set1_epi32(hi), _mm256_set1_epi32(lo), below);
+    const __m256i num = _mm256_slli_epi32(limit, 14), den = _mm256_srai_epi32(d, 2);
+    const __m256i q = _mm256_set_m128i(quotient(_mm256_extracti128_si256(num, 1), _mm256_extracti128_si256(den, 1)),
+                                       quotient(_mm256_castsi256_si128(num), _mm256_castsi256_si128(den)));
+    return _mm256_blendv_epi8(q, _mm256_set1_epi32(65536), in);
+}
+
+// Eight pixels a step; a step where a chroma would be divided by 0 goes
+// pixel by pixel. False where the scalar walk stops.
 template <int R, int B>
 __attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables& t, const uint8_t* s, uint8_t* d,
                                                           int64_t w) {
@@ -770,15 +806,31 @@ __attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables&
         loadOctet(s, px, c0, c1, c2);
         const __m256i r = R == 0 ? c0 : c2, g = c1, b = R == 0 ? c2 : c0;
         const __m256i fy = cubeRootLanes(t, tableSum(m[3], r, m[4], g, m[5], b));
-        const __m256i da = _mm256_sub_epi32(cubeRootLanes(t, tableSum(m[0], r, m[1], g, m[2], b)), fy);
-        const __m256i db = _mm256_sub_epi32(fy, cubeRootLanes(t, tableSum(m[6], r, m[7], g, m[8], b)));
-        const __m256i inRange = _mm256_and_si256(inRangeLanes(da, t.aMin, t.aMax), inRangeLanes(db, t.bMin, t.bMax));
-        if (_mm256_movemask_epi8(inRange) != -1) {
-            for (int k = 0; k < 8; ++k) {
-                const uint8_t* p = px + (k / 4) * 16 + (k % 4) * 3;
-                if (!labEncodePixel(t, p[R], p[1], p[B], d + 3 * k)) return false;
+        const __m256i da0 = _mm256_sub_epi32(cubeRootLanes(t, tableSum(m[0], r, m[1], g, m[2], b)), fy);
+        const __m256i db0 = _mm256_sub_epi32(fy, cubeRootLanes(t, tableSum(m[6], r, m[7], g, m[8], b)));
+        __m256i da, db;
+        {
+            const __m256i inA = inRangeLanes(da0, t.aMin, t.aMax), inB = inRangeLanes(db0, t.bMin, t.bMax);
+            da = da0, db = db0;
+            if (_mm256_movemask_epi8(_mm256_and_si256(inA, inB)) != -1) {
+                // A divisor of 0 stops the kernel at that pixel: the scalar
+                // code finds it, after the ones before.
+                const __m256i zeroA = _mm256_andnot_si256(inA, quarterIsZero(da0));
+                const __m256i zeroB = _mm256_andnot_si256(inB, quarterIsZero(db0));
+                if (!_mm256_testz_si256(_mm256_or_si256(zeroA, zeroB), _mm256_set1_epi32(-1))) {
+                    for (int k = 0; k < 8; ++k) {
+                        const uint8_t* p = px + (k / 4) * 16 + (k % 4) * 3;
+                        if (!labEncodePixel(t, p[R], p[1], p[B], d + 3 * k)) return false;
+                    }
+                    continue;
+                }
+                // With both ratios 1.0 the products give the chroma back, so
+                // every lane takes the same steps.
+                const __m256i ra = ratioLanes(da0, inA, t.aMin, t.aMax), rb = ratioLanes(db0, inB, t.bMin, t.bMax);
+                const __m256i unit = _mm256_set1_epi32(65536);
+                da = fixMul16Lanes(_mm256_min_epi32(ra, _mm256_sub_epi32(_mm256_slli_epi32(rb, 1), unit)), da0);
+                db = fixMul16Lanes(_mm256_min_epi32(rb, _mm256_srai_epi32(_mm256_add_epi32(ra, unit), 1)), db0);
             }
-            continue;
         }
         const __m256i half = _mm256_set1_epi32(32768);
         const __m256i l = _mm256_srai_epi32(
@@ -825,10 +877,10 @@ __attribute__((target("avx2"))) inline __m256i finvLanes(__m256i t) {
 __attribute__((target("avx2"))) inline __m256i searchLanes(const LabDecodeRun& run, __m256i v) {
     const __m256i c = clampLanes(v, 0, (1 << 28) - 1);
     const __m256i ones = _mm256_set1_epi32(-1);
-    __m256i i = _mm256_i32gather_epi32(run.start, _mm256_srli_epi32(c, 16), 4);
+    __m256i i = gatherInts(run.start, _mm256_srli_epi32(c, 16));
     for (;;) {
         // -1 where the threshold at i is at or below c: one more below it.
-        const __m256i below = _mm256_xor_si256(_mm256_cmpgt_epi32(_mm256_i32gather_epi32(run.steps, i, 4), c), ones);
+        const __m256i below = _mm256_xor_si256(_mm256_cmpgt_epi32(gatherInts(run.steps, i), c), ones);
         if (_mm256_testz_si256(below, below)) break;
         i = _mm256_sub_epi32(i, below);
     }
@@ -843,14 +895,14 @@ __attribute__((target("avx2"))) void labToRgbFixedRowAvx2(const LabDecodeTables&
         alignas(32) uint8_t px[32] = {};
         __m256i l, a, b;
         loadOctet(s, px, l, a, b);
-        const __m256i fy = _mm256_i32gather_epi32(run.fy, l, 4);
-        const __m256i X = finvLanes(_mm256_add_epi32(fy, _mm256_i32gather_epi32(run.aTerm, a, 4)));
-        const __m256i Z = finvLanes(_mm256_sub_epi32(fy, _mm256_i32gather_epi32(run.bTerm, b, 4)));
+        const __m256i fy = gatherInts(run.fy, l);
+        const __m256i X = finvLanes(_mm256_add_epi32(fy, gatherInts(run.aTerm, a)));
+        const __m256i Z = finvLanes(_mm256_sub_epi32(fy, gatherInts(run.bTerm, b)));
         __m256i rgb[3];
         for (int row = 0; row < 3; ++row) {
             const int32_t* m = t.fixedMatrix + 3 * row;
             const __m256i v = _mm256_add_epi32(
-                _mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(m[0]), X), _mm256_i32gather_epi32(run.yTerm[row], l, 4)),
+                _mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(m[0]), X), gatherInts(run.yTerm[row], l)),
                 fixMul16Lanes(_mm256_set1_epi32(m[2]), Z));
             rgb[row] = searchLanes(run, v);
         }
