@@ -244,15 +244,35 @@ struct LabInverse {
     double fy[256], y[256];         // by L byte
     double aPart[256], bPart[256];  // a / 500 and b / 200 by byte
     double steps[256];              // entry k: the least v whose byte passes k; the last never reached
-    static constexpr int kBuckets = 1 << 16;
-    uint8_t start[kBuckets + 4];    // thresholds at or below bucket / kBuckets; 3 more for 32-bit reads
-    int32_t extra;                  // most thresholds inside one bucket
+    // Buckets by the leading bits of the double: 1024 to each binade from
+    // 2^-24 to 1, so that their width follows the thresholds' spacing; all
+    // below 2^-24 go to the first.
+    static constexpr int kBucketBits = 10;
+    static constexpr int64_t kFirstBucket = int64_t{1023 - 24} << kBucketBits;
+    static constexpr int32_t kBuckets = 24 << kBucketBits;  // the bucket of 1.0
+    uint8_t start[kBuckets + 1];  // thresholds at or below the bucket's low edge
+    int32_t extra;                // most thresholds inside one bucket
 
-    uint8_t encode(double v) const {
-        const double c = clamp(v, 0.0, 1.0);
-        int32_t k = start[truncToInt(c * kBuckets)];
+    static int64_t bucketBits(double c) {
+        uint64_t u;
+        std::memcpy(&u, &c, sizeof u);
+        return static_cast<int64_t>(u >> (52 - kBucketBits)) - kFirstBucket;
+    }
+    static double bucketEdge(int64_t b) {
+        const uint64_t u = static_cast<uint64_t>(b + kFirstBucket) << (52 - kBucketBits);
+        double d;
+        std::memcpy(&d, &u, sizeof d);
+        return d;
+    }
+    // The byte of c in [0, 1], from its bucket.
+    uint8_t encodeAt(double c, int64_t bucket) const {
+        int32_t k = start[bucket];
         for (int32_t n = 0; n < extra; ++n) k += c >= steps[k];
         return static_cast<uint8_t>(k);
+    }
+    uint8_t encode(double v) const {
+        const double c = clamp(v, 0.0, 1.0);
+        return encodeAt(c, std::max<int64_t>(bucketBits(c), 0));
     }
 };
 
@@ -278,11 +298,11 @@ const LabInverse& labInverse() {
         t->steps[255] = HUGE_VAL;
         int32_t below = 0;
         for (int32_t b = 0; b <= LabInverse::kBuckets; ++b) {
-            const double edge = static_cast<double>(b) / LabInverse::kBuckets;
+            const double edge = b == 0 ? 0.0 : LabInverse::bucketEdge(b);
             while (below < 255 && t->steps[below] <= edge) ++below;
             t->start[b] = static_cast<uint8_t>(below);
             int32_t inside = below;
-            while (inside < 255 && t->steps[inside] < static_cast<double>(b + 1) / LabInverse::kBuckets) ++inside;
+            while (inside < 255 && t->steps[inside] < LabInverse::bucketEdge(b + 1)) ++inside;
             t->extra = std::max(t->extra, inside - below);
         }
         return t;
@@ -463,45 +483,43 @@ __attribute__((target("avx2"))) inline __m256d inverseFLanes(__m256d v) {
     return clampLanes(select(_mm256_cmp_pd(v, _mm256_set1_pd(0.20689), _CMP_GT_OQ), cube, toe), 0.0, 1.0);
 }
 
-// LabInverse::encode four lanes wide: the bucket's count, then the steps.
-__attribute__((target("avx2"))) inline __m128i encodeLanes(const LabInverse& t, __m256d v) {
-    const __m256d c = clampLanes(v, 0.0, 1.0);
-    const __m128i bucket = _mm256_cvttpd_epi32(_mm256_mul_pd(c, _mm256_set1_pd(LabInverse::kBuckets)));
-    __m128i k = gatherInts(t.start, bucket);
-    for (int32_t n = 0; n < t.extra; ++n)
-        k = _mm_sub_epi32(k, narrowMask(_mm256_cmp_pd(c, gatherLanes(t.steps, k), _CMP_GE_OQ)));
-    return k;
-}
-
 __attribute__((target("avx2"))) inline __m256d times(__m256d v, double c) { return _mm256_mul_pd(v, _mm256_set1_pd(c)); }
 
+// The arithmetic four pixels wide; the gamma encoding, a look-up and a
+// comparison per value, one value at a time from the clamped results and
+// their buckets.
 template <int R, int B>
 __attribute__((target("avx2"))) void labToRgbRowAvx2(const LabInverse& t, const uint8_t* s, uint8_t* d, int64_t w) {
+    const __m256i first = _mm256_set1_epi64x(LabInverse::kFirstBucket);
     int64_t x = 0;
     for (; x + 4 <= w; x += 4, s += 12, d += 12) {
-        alignas(16) uint8_t px[16] = {};
-        __m128i li, ai, bi;
-        loadQuad(s, px, li, ai, bi);
-        const __m256d fy = gatherLanes(t.fy, li);
-        const __m256d fx = _mm256_add_pd(gatherLanes(t.aPart, ai), fy);
-        const __m256d fz = _mm256_sub_pd(fy, gatherLanes(t.bPart, bi));
-        const __m256d y = gatherLanes(t.y, li);
+        uint8_t p[12];
+        std::memcpy(p, s, 12);
+        const __m256d fy = _mm256_setr_pd(t.fy[p[0]], t.fy[p[3]], t.fy[p[6]], t.fy[p[9]]);
+        const __m256d y = _mm256_setr_pd(t.y[p[0]], t.y[p[3]], t.y[p[6]], t.y[p[9]]);
+        const __m256d fx = _mm256_add_pd(_mm256_setr_pd(t.aPart[p[1]], t.aPart[p[4]], t.aPart[p[7]], t.aPart[p[10]]), fy);
+        const __m256d fz = _mm256_sub_pd(fy, _mm256_setr_pd(t.bPart[p[2]], t.bPart[p[5]], t.bPart[p[8]], t.bPart[p[11]]));
         const __m256d vx = _mm256_mul_pd(inverseFLanes(fx), _mm256_set1_pd(0.95));
         const __m256d vz = _mm256_mul_pd(inverseFLanes(fz), _mm256_set1_pd(1.088));
-        const __m256d r = _mm256_sub_pd(_mm256_sub_pd(times(vx, 3.240478992462158), times(y, 1.5371500253677368)),
-                                        times(vz, 0.49853500723838806));
-        const __m256d g = _mm256_add_pd(_mm256_sub_pd(times(y, 1.875991940498352), times(vx, 0.9692559838294983)),
-                                        times(vz, 0.04155600070953369));
-        const __m256d b = _mm256_add_pd(_mm256_sub_pd(times(vx, 0.05564799904823303), times(y, 0.20404300093650818)),
-                                        times(vz, 1.0573110580444336));
-        alignas(16) int32_t rk[4], gk[4], bk[4];
-        _mm_store_si128(reinterpret_cast<__m128i*>(rk), encodeLanes(t, r));
-        _mm_store_si128(reinterpret_cast<__m128i*>(gk), encodeLanes(t, g));
-        _mm_store_si128(reinterpret_cast<__m128i*>(bk), encodeLanes(t, b));
+        __m256d rgb[3];
+        rgb[0] = _mm256_sub_pd(_mm256_sub_pd(times(vx, 3.240478992462158), times(y, 1.5371500253677368)),
+                               times(vz, 0.49853500723838806));
+        rgb[1] = _mm256_add_pd(_mm256_sub_pd(times(y, 1.875991940498352), times(vx, 0.9692559838294983)),
+                               times(vz, 0.04155600070953369));
+        rgb[2] = _mm256_add_pd(_mm256_sub_pd(times(vx, 0.05564799904823303), times(y, 0.20404300093650818)),
+                               times(vz, 1.0573110580444336));
+        alignas(32) double c[3][4];
+        alignas(32) int64_t bucket[3][4];
+        for (int ch = 0; ch < 3; ++ch) {
+            const __m256d v = clampLanes(rgb[ch], 0.0, 1.0);
+            _mm256_store_pd(c[ch], v);
+            const __m256i b = _mm256_sub_epi64(_mm256_srli_epi64(_mm256_castpd_si256(v), 52 - LabInverse::kBucketBits), first);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bucket[ch]), _mm256_andnot_si256(_mm256_srai_epi32(_mm256_shuffle_epi32(b, 0xF5), 31), b));
+        }
         for (int k = 0; k < 4; ++k) {
-            d[3 * k + R] = static_cast<uint8_t>(rk[k]);
-            d[3 * k + 1] = static_cast<uint8_t>(gk[k]);
-            d[3 * k + B] = static_cast<uint8_t>(bk[k]);
+            d[3 * k + R] = t.encodeAt(c[0][k], bucket[0][k]);
+            d[3 * k + 1] = t.encodeAt(c[1][k], bucket[1][k]);
+            d[3 * k + B] = t.encodeAt(c[2][k], bucket[2][k]);
         }
     }
     for (; x < w; ++x, s += 3, d += 3) labToRgbPixel(t, s, d, R, B);
