@@ -670,7 +670,11 @@ namespace {
 struct LabDecodeRun {
     int32_t fy[256], yTerm[3][256], aTerm[256], bTerm[256];
     int32_t steps[256];
-    int32_t start[4096];  // the record's index, widened for 32-bit reads
+    // A finer index for bounded thresholds: below 2^20 (at 4.28) buckets of
+    // 256, above of 65536, entry 0 also standing for every value below 0.
+    // Each holds at most `extra` thresholds, one with the handle's gamma.
+    uint8_t start[8192];
+    int32_t extra = 0;
     bool bounded;
 
     explicit LabDecodeRun(const LabDecodeTables& t) {
@@ -686,8 +690,25 @@ struct LabDecodeRun {
         }
         std::copy(t.encodeThresholds, t.encodeThresholds + 255, steps);
         steps[255] = INT32_MAX;
-        std::copy(t.searchStart, t.searchStart + 4096, start);
         bounded = steps[0] >= 0 && steps[254] < (1 << 28) && std::is_sorted(steps, steps + 255);
+        int32_t below = 0;
+        std::fill(start + 4096, start + 4096 + 16, 0);  // values below 2^20 never use these
+        for (int32_t b = 0; b < 8192; b += b == 4095 ? 17 : 1) {
+            const int64_t lo = b < 4096 ? int64_t{b} << 8 : int64_t{b - 4096} << 16;
+            const int64_t hi = b < 4096 ? int64_t{b + 1} << 8 : int64_t{b - 4095} << 16;
+            while (below < 255 && steps[below] < lo) ++below;
+            start[b] = static_cast<uint8_t>(below);
+            int32_t inside = below;
+            while (inside < 255 && steps[inside] < hi) ++inside;
+            extra = std::max(extra, inside - below);
+        }
+    }
+
+    // The count of thresholds at or below c, c in bucket b.
+    uint8_t searchAt(int32_t c, int32_t b) const {
+        int32_t i = start[b];
+        for (int32_t n = 0; n < extra; ++n) i += steps[i] <= c;
+        return static_cast<uint8_t>(i);
     }
 
     // The count of thresholds at or below v: from the record's index, two
@@ -891,40 +912,44 @@ __attribute__((target("avx2"))) inline __m256i finvLanes(__m256i t) {
     return clampLanes(r, 0, 268435456);
 }
 
-// LabDecodeRun::search in eight lanes, for bounded thresholds.
-__attribute__((target("avx2"))) inline __m256i searchLanes(const LabDecodeRun& run, __m256i v) {
-    const __m256i c = clampLanes(v, 0, (1 << 28) - 1);
-    const __m256i ones = _mm256_set1_epi32(-1);
-    __m256i i = gatherInts(run.start, _mm256_srli_epi32(c, 16));
-    for (;;) {
-        // -1 where the threshold at i is at or below c: one more below it.
-        const __m256i below = _mm256_xor_si256(_mm256_cmpgt_epi32(gatherInts(run.steps, i), c), ones);
-        if (_mm256_testz_si256(below, below)) break;
-        i = _mm256_sub_epi32(i, below);
-    }
-    return _mm256_andnot_si256(_mm256_cmpgt_epi32(_mm256_setzero_si256(), v), i);
+// table[p[3k]] for eight pixels k.
+__attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
+    return _mm256_setr_epi32(table[p[0]], table[p[3]], table[p[6]], table[p[9]], table[p[12]], table[p[15]], table[p[18]],
+                             table[p[21]]);
 }
 
+// The arithmetic eight pixels wide, for bounded thresholds; the search
+// one value at a time from the clamped values and their buckets. A value
+// below 0 becomes -1 in bucket 0, where no threshold lies at or below it.
 template <int R, int B>
 __attribute__((target("avx2"))) void labToRgbFixedRowAvx2(const LabDecodeTables& t, const LabDecodeRun& run,
                                                           const uint8_t* s, uint8_t* d, int64_t w) {
     int64_t x = 0;
     for (; x + 8 <= w; x += 8, s += 24, d += 24) {
-        alignas(32) uint8_t px[32] = {};
-        __m256i l, a, b;
-        loadOctet(s, px, l, a, b);
-        const __m256i fy = gatherInts(run.fy, l);
-        const __m256i X = finvLanes(_mm256_add_epi32(fy, gatherInts(run.aTerm, a)));
-        const __m256i Z = finvLanes(_mm256_sub_epi32(fy, gatherInts(run.bTerm, b)));
-        __m256i rgb[3];
+        uint8_t p[24];
+        std::memcpy(p, s, 24);
+        const __m256i fy = byteLanes(run.fy, p);
+        const __m256i X = finvLanes(_mm256_add_epi32(fy, byteLanes(run.aTerm, p + 1)));
+        const __m256i Z = finvLanes(_mm256_sub_epi32(fy, byteLanes(run.bTerm, p + 2)));
+        alignas(32) int32_t c[3][8], bucket[3][8];
         for (int row = 0; row < 3; ++row) {
             const int32_t* m = t.fixedMatrix + 3 * row;
             const __m256i v = _mm256_add_epi32(
-                _mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(m[0]), X), gatherInts(run.yTerm[row], l)),
+                _mm256_add_epi32(fixMul16Lanes(_mm256_set1_epi32(m[0]), X), byteLanes(run.yTerm[row], p)),
                 fixMul16Lanes(_mm256_set1_epi32(m[2]), Z));
-            rgb[row] = searchLanes(run, v);
+            const __m256i clamped = clampLanes(v, -1, (1 << 28) - 1);
+            const __m256i at = _mm256_max_epi32(clamped, _mm256_setzero_si256());
+            const __m256i b = _mm256_blendv_epi8(
+                _mm256_add_epi32(_mm256_srli_epi32(at, 16), _mm256_set1_epi32(4096)), _mm256_srli_epi32(at, 8),
+                _mm256_cmpgt_epi32(_mm256_set1_epi32(1 << 20), at));
+            _mm256_store_si256(reinterpret_cast<__m256i*>(c[row]), clamped);
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bucket[row]), b);
         }
-        storeOctet<R, B>(rgb[0], rgb[1], rgb[2], d);
+        for (int k = 0; k < 8; ++k) {
+            d[3 * k + R] = run.searchAt(c[0][k], bucket[0][k]);
+            d[3 * k + 1] = run.searchAt(c[1][k], bucket[1][k]);
+            d[3 * k + B] = run.searchAt(c[2][k], bucket[2][k]);
+        }
     }
     for (; x < w; ++x, s += 3, d += 3) labToRgbFixedPixel(t, run, s, d, R, B);
 }
