@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <memory>
 
 #include <immintrin.h>
 
@@ -608,10 +609,10 @@ bool labEncodePixel(const LabEncodeTables& t, int r, int g, int b, uint8_t* d) {
     return true;
 }
 
-}  // namespace
-
-// The kernel stops at a pixel it cannot encode, the ones before it written.
-ClrStatus reference::rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
+// Walks the pixels with encode(r, g, b, destination), stopping at a pixel
+// it cannot encode, the ones before it written.
+template <class Encode>
+ClrStatus encodeWalk(const KernelIo& io, int orderFlag, Encode encode) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
     const int64_t w = io.width > 0 ? io.width : 0;
     if (ClrStatus proved = proveBuffers(io, 3 * w, 3 * w); proved != CLR_SUCCESS) return proved;
@@ -621,13 +622,45 @@ ClrStatus reference::rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io,
         uint8_t* d = io.dst;
         for (int32_t row = 0; row < io.height; ++row) {
             for (int64_t x = 0; x < w; ++x, s += 3, d += 3)
-                if (!labEncodePixel(t, s[R], s[1], s[B], d)) return CLR_INVALID_PARAMETER;
+                if (!encode(s[R], s[1], s[B], d)) return CLR_INVALID_PARAMETER;
             s += padBytes(io.srcPad);
             d += padBytes(io.dstPad);
         }
         return CLR_SUCCESS;
     });
 }
+
+// The interpolated CIE f of every 16.16 value in [0, 1), for records
+// holding the sampled table every handle derives (it depends on nothing
+// the caller sets). `usable`: every value fits 16 bits.
+struct LabEncodeRoots {
+    uint16_t sampled[4096];
+    uint16_t full[65536];
+    bool usable = true;
+};
+
+const LabEncodeRoots& labEncodeRoots() {
+    static const LabEncodeRoots* roots = [] {
+        auto* r = new LabEncodeRoots;
+        auto t = std::make_unique<LabEncodeTables>();
+        initLabEncodeTables(*t, kDefaultRanges, kLabGamma);
+        std::copy(std::begin(t->cubeRoot), std::end(t->cubeRoot), r->sampled);
+        for (int32_t v = 0; v < 65536; ++v) {
+            const int32_t e = encodeCubeRoot(*t, v);
+            r->usable = r->usable && e >= 0 && e < 65536;
+            r->full[v] = static_cast<uint16_t>(e);
+        }
+        return r;
+    }();
+    return *roots;
+}
+
+}  // namespace
+
+ClrStatus reference::rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
+    return encodeWalk(io, orderFlag, [&t](int r, int g, int b, uint8_t* d) { return labEncodePixel(t, r, g, b, d); });
+}
+
 
 ClrStatus reference::labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
@@ -756,6 +789,12 @@ __attribute__((target("avx2"))) inline void loadOctet(const uint8_t* s, uint8_t*
     c2 = _mm256_set_m128i(hi2, lo2);
 }
 
+// table[p[3k]] for eight pixels k.
+__attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
+    return _mm256_setr_epi32(table[p[0]], table[p[3]], table[p[6]], table[p[9]], table[p[12]], table[p[15]], table[p[18]],
+                             table[p[21]]);
+}
+
 // fixMul16 in eight lanes: the even and odd lanes' 64-bit products, shifted,
 // their low halves put back together.
 __attribute__((target("avx2"))) inline __m256i fixMul16Lanes(__m256i p, __m256i q) {
@@ -784,17 +823,10 @@ __attribute__((target("avx2"))) inline void storeOctet(__m256i c0, __m256i c1, _
     }
 }
 
-// encodeCubeRoot in eight lanes. At the last entry the next one is read as
-// the entry itself, which adds nothing.
-__attribute__((target("avx2"))) inline __m256i cubeRootLanes(const LabEncodeTables& t, __m256i v) {
-    const __m256i n = _mm256_srli_epi32(clampLanes(v, 0, 65535), 4);
-    const __m256i e = gatherInts(t.cubeRoot, n);
-    const __m256i next = gatherInts(t.cubeRoot, _mm256_min_epi32(_mm256_add_epi32(n, _mm256_set1_epi32(1)),
-                                                                 _mm256_set1_epi32(4095)));
-    const __m256i step = _mm256_mullo_epi32(_mm256_sub_epi32(next, e), _mm256_and_si256(v, _mm256_set1_epi32(15)));
-    __m256i r = _mm256_add_epi32(e, _mm256_srai_epi32(_mm256_add_epi32(step, _mm256_set1_epi32(8)), 4));
-    r = _mm256_blendv_epi8(r, _mm256_set1_epi32(t.cubeRoot[0]), _mm256_cmpgt_epi32(_mm256_setzero_si256(), v));
-    return _mm256_blendv_epi8(r, _mm256_set1_epi32(65536), _mm256_cmpgt_epi32(v, _mm256_set1_epi32(65535)));
+// CIE f from the full table: every value at or above 1.0 gives 1.0.
+__attribute__((target("avx2"))) inline __m256i rootLanes(const uint16_t* root, __m256i v) {
+    const __m256i e = gatherInts(root, clampLanes(v, 0, 65535));
+    return _mm256_blendv_epi8(e, _mm256_set1_epi32(65536), _mm256_cmpgt_epi32(v, _mm256_set1_epi32(65535)));
 }
 
 __attribute__((target("avx2"))) inline __m256i inRangeLanes(__m256i v, int32_t lo, int32_t hi) {
@@ -803,11 +835,11 @@ __attribute__((target("avx2"))) inline __m256i inRangeLanes(__m256i v, int32_t l
                                _mm256_set1_epi32(-1));
 }
 
-// (p + q) + r of three entries looked up by byte, wrapping.
-__attribute__((target("avx2"))) inline __m256i tableSum(const int32_t* p, __m256i pi, const int32_t* q, __m256i qi,
-                                                        const int32_t* r, __m256i ri) {
-    return _mm256_add_epi32(_mm256_add_epi32(gatherInts(p, pi), gatherInts(q, qi)),
-                            gatherInts(r, ri));
+// (p + q) + r of three entries looked up by the bytes of eight pixels,
+// wrapping.
+__attribute__((target("avx2"))) inline __m256i tableSum(const int32_t* p, const uint8_t* pi, const int32_t* q,
+                                                        const uint8_t* qi, const int32_t* r, const uint8_t* ri) {
+    return _mm256_add_epi32(_mm256_add_epi32(byteLanes(p, pi), byteLanes(q, qi)), byteLanes(r, ri));
 }
 
 // -1 where d >> 2 is 0.
@@ -835,18 +867,17 @@ __attribute__((target("avx2"))) inline __m256i ratioLanes(__m256i d, __m256i in,
 // Eight pixels a step; a step where a chroma would be divided by 0 goes
 // pixel by pixel. False where the scalar walk stops.
 template <int R, int B>
-__attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables& t, const uint8_t* s, uint8_t* d,
-                                                          int64_t w) {
+__attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables& t, const uint16_t* root,
+                                                          const uint8_t* s, uint8_t* d, int64_t w) {
     const auto& m = t.rgbToXyzTables;
     int64_t x = 0;
     for (; x + 8 <= w; x += 8, s += 24, d += 24) {
-        alignas(32) uint8_t px[32] = {};
-        __m256i c0, c1, c2;
-        loadOctet(s, px, c0, c1, c2);
-        const __m256i r = R == 0 ? c0 : c2, g = c1, b = R == 0 ? c2 : c0;
-        const __m256i fy = cubeRootLanes(t, tableSum(m[3], r, m[4], g, m[5], b));
-        const __m256i da0 = _mm256_sub_epi32(cubeRootLanes(t, tableSum(m[0], r, m[1], g, m[2], b)), fy);
-        const __m256i db0 = _mm256_sub_epi32(fy, cubeRootLanes(t, tableSum(m[6], r, m[7], g, m[8], b)));
+        alignas(32) uint8_t px[32];
+        std::memcpy(px, s, 24);
+        const uint8_t *r = px + R, *g = px + 1, *b = px + B;
+        const __m256i fy = rootLanes(root, tableSum(m[3], r, m[4], g, m[5], b));
+        const __m256i da0 = _mm256_sub_epi32(rootLanes(root, tableSum(m[0], r, m[1], g, m[2], b)), fy);
+        const __m256i db0 = _mm256_sub_epi32(fy, rootLanes(root, tableSum(m[6], r, m[7], g, m[8], b)));
         __m256i da, db;
         {
             const __m256i inA = inRangeLanes(da0, t.aMin, t.aMax), inB = inRangeLanes(db0, t.bMin, t.bMax);
@@ -858,8 +889,7 @@ __attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables&
                 const __m256i zeroB = _mm256_andnot_si256(inB, quarterIsZero(db0));
                 if (!_mm256_testz_si256(_mm256_or_si256(zeroA, zeroB), _mm256_set1_epi32(-1))) {
                     for (int k = 0; k < 8; ++k) {
-                        const uint8_t* p = px + (k / 4) * 16 + (k % 4) * 3;
-                        if (!labEncodePixel(t, p[R], p[1], p[B], d + 3 * k)) return false;
+                        if (!labEncodePixel(t, r[3 * k], g[3 * k], b[3 * k], d + 3 * k)) return false;
                     }
                     continue;
                 }
@@ -890,15 +920,6 @@ __attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables&
 
 }  // namespace
 
-ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
-    if (kernelIsa() != KernelIsa::Avx2) return reference::rgbToLabFixed(t, io, orderFlag);
-    if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
-    bool stopped = false;
-    const ClrStatus status = mapRowsAvx2(io, orderFlag, [&]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
-        stopped = stopped || !rgbToLabFixedRowAvx2<R, B>(t, s, d, w);
-    });
-    return status == CLR_SUCCESS && stopped ? CLR_INVALID_PARAMETER : status;
-}
 
 namespace {
 
@@ -910,12 +931,6 @@ __attribute__((target("avx2"))) inline __m256i finvLanes(__m256i t) {
     const __m256i cube = fixMul16Lanes(fixMul16Lanes(y, y), y);
     const __m256i r = _mm256_blendv_epi8(cube, toe, _mm256_cmpgt_epi32(_mm256_set1_epi32(55536612), t));
     return clampLanes(r, 0, 268435456);
-}
-
-// table[p[3k]] for eight pixels k.
-__attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
-    return _mm256_setr_epi32(table[p[0]], table[p[3]], table[p[6]], table[p[9]], table[p[12]], table[p[15]], table[p[18]],
-                             table[p[21]]);
 }
 
 // The arithmetic eight pixels wide, for bounded thresholds; the search
@@ -970,6 +985,19 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
         forEachPixel<3, 3>(io, [&](const uint8_t* s, uint8_t* d) { labToRgbFixedPixel(t, run, s, d, R, B); });
         return CLR_SUCCESS;
     });
+}
+
+ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
+    const LabEncodeRoots& roots = labEncodeRoots();
+    if (kernelIsa() != KernelIsa::Avx2 || !roots.usable ||
+        std::memcmp(t.cubeRoot, roots.sampled, sizeof roots.sampled) != 0)
+        return reference::rgbToLabFixed(t, io, orderFlag);
+    if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
+    bool stopped = false;
+    const ClrStatus status = mapRowsAvx2(io, orderFlag, [&]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
+        stopped = stopped || !rgbToLabFixedRowAvx2<R, B>(t, roots.full, s, d, w);
+    });
+    return status == CLR_SUCCESS && stopped ? CLR_INVALID_PARAMETER : status;
 }
 
 }  // namespace quv::kernels
