@@ -325,15 +325,9 @@ inline void labToRgbPixel(const LabInverse& t, const uint8_t* s, uint8_t* d, int
     d[B] = t.encode(bl);
 }
 
-// Four pixels of three bytes at a time: byte k of each pixel in the low
-// byte of one 32-bit lane. The copy keeps the load inside the row.
-__attribute__((target("avx2"))) inline void loadQuad(const uint8_t* s, uint8_t* px, __m128i& c0, __m128i& c1,
-                                                     __m128i& c2) {
-    std::memcpy(px, s, 12);
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(px));
-    c0 = _mm_shuffle_epi8(v, _mm_setr_epi8(0, -1, -1, -1, 3, -1, -1, -1, 6, -1, -1, -1, 9, -1, -1, -1));
-    c1 = _mm_shuffle_epi8(v, _mm_setr_epi8(1, -1, -1, -1, 4, -1, -1, -1, 7, -1, -1, -1, 10, -1, -1, -1));
-    c2 = _mm_shuffle_epi8(v, _mm_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1));
+// table[p[3k]] for four pixels k.
+__attribute__((target("avx2"))) inline __m256d quadLanes(const double* table, const uint8_t* p) {
+    return _mm256_setr_pd(table[p[0]], table[p[3]], table[p[6]], table[p[9]]);
 }
 
 // Table reads by lane: the indices stored and read back, then plain loads,
@@ -350,13 +344,6 @@ __attribute__((target("avx2"))) inline __m256i gatherInts(const T* table, __m256
     _mm256_store_si256(reinterpret_cast<__m256i*>(i), index);
     return _mm256_setr_epi32(table[i[0]], table[i[1]], table[i[2]], table[i[3]], table[i[4]], table[i[5]], table[i[6]],
                              table[i[7]]);
-}
-
-template <class T>
-__attribute__((target("avx2"))) inline __m128i gatherInts(const T* table, __m128i index) {
-    alignas(16) int32_t i[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(i), index);
-    return _mm_setr_epi32(table[i[0]], table[i[1]], table[i[2]], table[i[3]]);
 }
 
 // Lanes of a 64-bit comparison as 32-bit masks.
@@ -438,10 +425,9 @@ __attribute__((target("avx2"))) inline __m256d nearCut(__m256d v) {
 }
 
 // (p + q) + r of three products looked up by byte.
-__attribute__((target("avx2"))) inline __m256d productSum(const double* p, __m128i pi, const double* q, __m128i qi,
-                                                          const double* r, __m128i ri) {
-    return _mm256_add_pd(_mm256_add_pd(gatherLanes(p, pi), gatherLanes(q, qi)),
-                         gatherLanes(r, ri));
+__attribute__((target("avx2"))) inline __m256d productSum(const double* p, const uint8_t* pi, const double* q,
+                                                          const uint8_t* qi, const double* r, const uint8_t* ri) {
+    return _mm256_add_pd(_mm256_add_pd(quadLanes(p, pi), quadLanes(q, qi)), quadLanes(r, ri));
 }
 
 template <int R, int B>
@@ -449,10 +435,9 @@ __attribute__((target("avx2"))) void rgbToLabRowAvx2(const LabForward& t, const 
     const double* linear = linearFromByte();
     int64_t x = 0;
     for (; x + 4 <= w; x += 4, s += 12, d += 12) {
-        alignas(16) uint8_t px[16] = {};
-        __m128i c0, c1, c2;
-        loadQuad(s, px, c0, c1, c2);
-        const __m128i ri = R == 0 ? c0 : c2, gi = c1, bi = R == 0 ? c2 : c0;
+        uint8_t px[12];
+        std::memcpy(px, s, 12);
+        const uint8_t *ri = px + R, *gi = px + 1, *bi = px + B;
         const __m256d hundred = _mm256_set1_pd(100.0);
         const __m256d vx = _mm256_div_pd(_mm256_mul_pd(productSum(t.xg, gi, t.xr, ri, t.xb, bi), hundred), _mm256_set1_pd(95.0166015625));
         const __m256d vy = _mm256_div_pd(_mm256_mul_pd(productSum(t.yr, ri, t.yg, gi, t.yb, bi), hundred), hundred);
@@ -776,18 +761,6 @@ inline void labToRgbFixedPixel(const LabDecodeTables& t, const LabDecodeRun& run
     d[B] = rgb[2];
 }
 
-
-// Eight pixels of three bytes: byte k of each in one 32-bit lane; px keeps
-// the bytes, pixels 0-3 at 0 and 4-7 at 16.
-__attribute__((target("avx2"))) inline void loadOctet(const uint8_t* s, uint8_t* px, __m256i& c0, __m256i& c1,
-                                                      __m256i& c2) {
-    __m128i lo0, lo1, lo2, hi0, hi1, hi2;
-    loadQuad(s, px, lo0, lo1, lo2);
-    loadQuad(s + 12, px + 16, hi0, hi1, hi2);
-    c0 = _mm256_set_m128i(hi0, lo0);
-    c1 = _mm256_set_m128i(hi1, lo1);
-    c2 = _mm256_set_m128i(hi2, lo2);
-}
 
 // table[p[3k]] for eight pixels k.
 __attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
