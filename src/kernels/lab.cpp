@@ -348,7 +348,8 @@ __attribute__((target("avx2"))) inline __m256i gatherInts(const T* table, __m256
 
 // Lanes of a 64-bit comparison as 32-bit masks.
 __attribute__((target("avx2"))) inline __m128i narrowMask(__m256d m) {
-    const __m256i packed = _mm256_permutevar8x32_epi32(_mm256_castpd_si256(m), _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
+    const __m256i packed =
+        _mm256_permutevar8x32_epi32(_mm256_castpd_si256(m), _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
     return _mm256_castsi256_si128(packed);
 }
 
@@ -366,7 +367,7 @@ __attribute__((target("avx2"))) inline __m256d clampLanes(__m256d v, double lo, 
 // the linear value, as the formula forms it, so the sums see the same
 // operands. And t^(-1/3) at the middle of each 1/256 of the binades from
 // 2^-7 to 2, where every X, Y, Z on the cube-root side lies (they run from
-// 0.008856 to 1.0009).
+// 0.008856 to 1.0011).
 struct LabForward {
     double xr[256], xg[256], xb[256], yr[256], yg[256], yb[256], zr[256], zg[256], zb[256];
     static constexpr int64_t kFirstBinade = 1023 - 7;
@@ -439,10 +440,11 @@ __attribute__((target("avx2"))) void rgbToLabRowAvx2(const LabForward& t, const 
         std::memcpy(px, s, 12);
         const uint8_t *ri = px + R, *gi = px + 1, *bi = px + B;
         const __m256d hundred = _mm256_set1_pd(100.0);
-        const __m256d vx = _mm256_div_pd(_mm256_mul_pd(productSum(t.xg, gi, t.xr, ri, t.xb, bi), hundred), _mm256_set1_pd(95.0166015625));
+        const __m256d vx = _mm256_div_pd(_mm256_mul_pd(productSum(t.xg, gi, t.xr, ri, t.xb, bi), hundred),
+                                         _mm256_set1_pd(95.0166015625));
         const __m256d vy = _mm256_div_pd(_mm256_mul_pd(productSum(t.yr, ri, t.yg, gi, t.yb, bi), hundred), hundred);
-        const __m256d vz =
-            _mm256_div_pd(_mm256_mul_pd(productSum(t.zg, gi, t.zr, ri, t.zb, bi), hundred), _mm256_set1_pd(108.76499938964844));
+        const __m256d vz = _mm256_div_pd(_mm256_mul_pd(productSum(t.zg, gi, t.zr, ri, t.zb, bi), hundred),
+                                         _mm256_set1_pd(108.76499938964844));
         const __m256d fx = labForwardF(t, vx), fy = labForwardF(t, vy), fz = labForwardF(t, vz);
         const __m256d l = _mm256_sub_pd(_mm256_mul_pd(fy, _mm256_set1_pd(116.0)), _mm256_set1_pd(16.0));
         const __m256d a = _mm256_mul_pd(_mm256_sub_pd(fx, fy), _mm256_set1_pd(500.0));
@@ -469,7 +471,9 @@ __attribute__((target("avx2"))) inline __m256d inverseFLanes(__m256d v) {
     return clampLanes(select(_mm256_cmp_pd(v, _mm256_set1_pd(0.20689), _CMP_GT_OQ), cube, toe), 0.0, 1.0);
 }
 
-__attribute__((target("avx2"))) inline __m256d times(__m256d v, double c) { return _mm256_mul_pd(v, _mm256_set1_pd(c)); }
+__attribute__((target("avx2"))) inline __m256d times(__m256d v, double c) {
+    return _mm256_mul_pd(v, _mm256_set1_pd(c));
+}
 
 // The arithmetic four pixels wide; the gamma encoding, a look-up and a
 // comparison per value, one value at a time from the clamped results and
@@ -483,8 +487,10 @@ __attribute__((target("avx2"))) void labToRgbRowAvx2(const LabInverse& t, const 
         std::memcpy(p, s, 12);
         const __m256d fy = _mm256_setr_pd(t.fy[p[0]], t.fy[p[3]], t.fy[p[6]], t.fy[p[9]]);
         const __m256d y = _mm256_setr_pd(t.y[p[0]], t.y[p[3]], t.y[p[6]], t.y[p[9]]);
-        const __m256d fx = _mm256_add_pd(_mm256_setr_pd(t.aPart[p[1]], t.aPart[p[4]], t.aPart[p[7]], t.aPart[p[10]]), fy);
-        const __m256d fz = _mm256_sub_pd(fy, _mm256_setr_pd(t.bPart[p[2]], t.bPart[p[5]], t.bPart[p[8]], t.bPart[p[11]]));
+        const __m256d fx =
+            _mm256_add_pd(_mm256_setr_pd(t.aPart[p[1]], t.aPart[p[4]], t.aPart[p[7]], t.aPart[p[10]]), fy);
+        const __m256d fz =
+            _mm256_sub_pd(fy, _mm256_setr_pd(t.bPart[p[2]], t.bPart[p[5]], t.bPart[p[8]], t.bPart[p[11]]));
         const __m256d vx = _mm256_mul_pd(inverseFLanes(fx), _mm256_set1_pd(0.95));
         const __m256d vz = _mm256_mul_pd(inverseFLanes(fz), _mm256_set1_pd(1.088));
         __m256d rgb[3];
@@ -499,8 +505,11 @@ __attribute__((target("avx2"))) void labToRgbRowAvx2(const LabInverse& t, const 
         for (int ch = 0; ch < 3; ++ch) {
             const __m256d v = clampLanes(rgb[ch], 0.0, 1.0);
             _mm256_store_pd(c[ch], v);
-            const __m256i b = _mm256_sub_epi64(_mm256_srli_epi64(_mm256_castpd_si256(v), 52 - LabInverse::kBucketBits), first);
-            _mm256_store_si256(reinterpret_cast<__m256i*>(bucket[ch]), _mm256_andnot_si256(_mm256_srai_epi32(_mm256_shuffle_epi32(b, 0xF5), 31), b));
+            const __m256i b =
+                _mm256_sub_epi64(_mm256_srli_epi64(_mm256_castpd_si256(v), 52 - LabInverse::kBucketBits), first);
+            // A bucket below the first (the sign in the high half) is the first.
+            _mm256_store_si256(reinterpret_cast<__m256i*>(bucket[ch]),
+                               _mm256_andnot_si256(_mm256_srai_epi32(_mm256_shuffle_epi32(b, 0xF5), 31), b));
         }
         for (int k = 0; k < 4; ++k) {
             d[3 * k + R] = t.encodeAt(c[0][k], bucket[0][k]);
@@ -517,7 +526,8 @@ ClrStatus mapRowsAvx2(const KernelIo& io, int orderFlag, Row row) {
     const int64_t w = io.width > 0 ? io.width : 0;
     return withOrder(orderFlag, [&](auto order) {
         constexpr int R = decltype(order)::r, B = decltype(order)::b;
-        return mapRows(io, 3 * w, 3 * w, [&](const uint8_t* s, uint8_t* d, int32_t) { row.template operator()<R, B>(s, d, w); });
+        return mapRows(io, 3 * w, 3 * w,
+                       [&](const uint8_t* s, uint8_t* d, int32_t) { row.template operator()<R, B>(s, d, w); });
     });
 }
 
@@ -764,8 +774,8 @@ inline void labToRgbFixedPixel(const LabDecodeTables& t, const LabDecodeRun& run
 
 // table[p[3k]] for eight pixels k.
 __attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
-    return _mm256_setr_epi32(table[p[0]], table[p[3]], table[p[6]], table[p[9]], table[p[12]], table[p[15]], table[p[18]],
-                             table[p[21]]);
+    return _mm256_setr_epi32(table[p[0]], table[p[3]], table[p[6]], table[p[9]], table[p[12]], table[p[15]],
+                             table[p[18]], table[p[21]]);
 }
 
 // fixMul16 in eight lanes: the even and odd lanes' 64-bit products, shifted,
