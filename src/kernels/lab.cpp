@@ -656,7 +656,6 @@ ClrStatus reference::rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io,
     return encodeWalk(io, orderFlag, [&t](int r, int g, int b, uint8_t* d) { return labEncodePixel(t, r, g, b, d); });
 }
 
-
 ClrStatus reference::labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
     const int64_t w = io.width > 0 ? io.width : 0;
@@ -752,7 +751,6 @@ struct LabDecodeRun {
     }
 };
 
-
 // One pixel from the run's tables, as the scalar walk does it.
 inline void labToRgbFixedPixel(const LabDecodeTables& t, const LabDecodeRun& run, const uint8_t* s, uint8_t* d, int R,
                                int B) {
@@ -770,7 +768,6 @@ inline void labToRgbFixedPixel(const LabDecodeTables& t, const LabDecodeRun& run
     d[1] = rgb[1];
     d[B] = rgb[2];
 }
-
 
 // table[p[3k]] for eight pixels k.
 __attribute__((target("avx2"))) inline __m256i byteLanes(const int32_t* table, const uint8_t* p) {
@@ -900,7 +897,6 @@ __attribute__((target("avx2"))) bool rgbToLabFixedRowAvx2(const LabEncodeTables&
 }
 
 }  // namespace
-
 
 namespace {
 
