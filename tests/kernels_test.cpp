@@ -89,27 +89,21 @@ TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     k::deriveLabDecodeTables(decode[1], 50);
     k::initLabEncodeTables(encode[0], ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200}, k::kLabGamma);
     k::initLabEncodeTables(encode[1], narrow, 50);
-    auto fixedDecode = [&](int set) -> KernelFn {
-        return [&, set](const k::KernelIo& io, int o) { return k::labToRgbFixed(decode[set], io, o); };
-    };
-    auto fixedDecodeReference = [&](int set) -> KernelFn {
-        return [&, set](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(decode[set], io, o); };
-    };
-    auto fixedEncode = [&](int set) -> KernelFn {
-        return [&, set](const k::KernelIo& io, int o) { return k::rgbToLabFixed(encode[set], io, o); };
-    };
-    auto fixedEncodeReference = [&](int set) -> KernelFn {
-        return [&, set](const k::KernelIo& io, int o) { return k::reference::rgbToLabFixed(encode[set], io, o); };
+    const k::LabDecodeTables* dec = decode.get();
+    const k::LabEncodeTables* enc = encode.get();
+    // A fixed-point kernel on record set `set`.
+    auto on = [](auto kernel, const auto* records, int set) -> KernelFn {
+        return [kernel, records, set](const k::KernelIo& io, int o) { return kernel(records[set], io, o); };
     };
     const struct {
         const char* name;
         KernelFn fast, reference;
         bool refusesGreyWithHue;
     } kernels[] = {
-        {"fixed_lab_to_rgb", fixedDecode(0), fixedDecodeReference(0), false},
-        {"fixed_lab_to_rgb updated", fixedDecode(1), fixedDecodeReference(1), false},
-        {"fixed_rgb_to_lab", fixedEncode(0), fixedEncodeReference(0), false},
-        {"fixed_rgb_to_lab narrow", fixedEncode(1), fixedEncodeReference(1), false},
+        {"fixed_lab_to_rgb", on(k::labToRgbFixed, dec, 0), on(k::reference::labToRgbFixed, dec, 0), false},
+        {"fixed_lab_to_rgb updated", on(k::labToRgbFixed, dec, 1), on(k::reference::labToRgbFixed, dec, 1), false},
+        {"fixed_rgb_to_lab", on(k::rgbToLabFixed, enc, 0), on(k::reference::rgbToLabFixed, enc, 0), false},
+        {"fixed_rgb_to_lab narrow", on(k::rgbToLabFixed, enc, 1), on(k::reference::rgbToLabFixed, enc, 1), false},
         {"yiq_to_rgb", k::yiqToRgb, k::reference::yiqToRgb, false},
         {"rgb_to_hsv", k::rgbToHsv, k::reference::rgbToHsv, false},
         {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, false},
