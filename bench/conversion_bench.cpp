@@ -277,6 +277,9 @@ const FixedLabRecords& fixedLab() {
 }
 ClrStatus fixedLabEncode(const k::KernelIo& io, int order) { return k::rgbToLabFixed(fixedLab().encode, io, order); }
 ClrStatus fixedLabDecode(const k::KernelIo& io, int order) { return k::labToRgbFixed(fixedLab().decode, io, order); }
+ClrStatus fixedLabEncodeReference(const k::KernelIo& io, int order) {
+    return k::reference::rgbToLabFixed(fixedLab().encode, io, order);
+}
 ClrStatus fixedLabDecodeReference(const k::KernelIo& io, int order) {
     return k::reference::labToRgbFixed(fixedLab().decode, io, order);
 }
@@ -315,9 +318,9 @@ const KernelJob kJobs[] = {
     {"hsv_to_rgb", k::reference::hsvToRgb, k::hsvToRgb, k::rgbToHsv, cv::COLOR_HSV2RGB_FULL, cv::COLOR_RGB2HSV_FULL},
     {"rgb_to_hls", k::reference::rgbToHls, k::rgbToHls, nullptr, cv::COLOR_RGB2HLS_FULL, -1},
     {"hls_to_rgb", k::reference::hlsToRgb, k::hlsToRgb, k::rgbToHls, cv::COLOR_HLS2RGB_FULL, cv::COLOR_RGB2HLS_FULL},
-    {"rgb_to_lab", nullptr, k::rgbToLab, nullptr, cv::COLOR_RGB2Lab, -1},
+    {"rgb_to_lab", k::reference::rgbToLab, k::rgbToLab, nullptr, cv::COLOR_RGB2Lab, -1},
     {"lab_to_rgb", k::reference::labToRgb, k::labToRgb, k::rgbToLab, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
-    {"lab_fixed_encode", nullptr, fixedLabEncode, nullptr, cv::COLOR_RGB2Lab, -1},
+    {"lab_fixed_encode", fixedLabEncodeReference, fixedLabEncode, nullptr, cv::COLOR_RGB2Lab, -1},
     {"lab_fixed_decode", fixedLabDecodeReference, fixedLabDecode, fixedLabEncode, cv::COLOR_Lab2RGB, cv::COLOR_RGB2Lab},
     {"rgb_to_yuv", k::reference::rgbToYuv, k::rgbToYuv, nullptr, cv::COLOR_RGB2YUV, -1},
     {"yuv_to_rgb", k::reference::yuvToRgb, k::yuvToRgb, k::rgbToYuv, cv::COLOR_YUV2RGB, cv::COLOR_RGB2YUV},

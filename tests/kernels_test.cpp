@@ -92,10 +92,25 @@ TEST(KernelIsa, Avx2WalksGiveTheBaselineBytesOnEveryRoute) {
 TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
     namespace k = quv::kernels;
     using KernelFn = std::function<ClrStatus(const k::KernelIo&, int)>;
-    auto decode = std::make_unique<k::LabDecodeTables>();
-    k::initLabDecodeTables(*decode, ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
-    k::deriveLabDecodeTables(*decode, k::kLabGamma);
-    const k::LabDecodeTables& tables = *decode;
+    // The fixed-point records of a new handle with the default ranges, and
+    // of an updated one (other white and matrix) with narrower ranges and
+    // another gamma, where more chroma is compressed.
+    const ClrLabParams narrow{32, 0, 10, 80, 120, 120, 110, 150};
+    auto decode = std::make_unique<k::LabDecodeTables[]>(2);
+    auto encode = std::make_unique<k::LabEncodeTables[]>(2);
+    k::initLabDecodeTables(decode[0], ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200});
+    k::deriveLabDecodeTables(decode[0], k::kLabGamma);
+    k::initLabDecodeTablesForUpdate(decode[1]);
+    decode[1].lOffset = narrow.lOffset, decode[1].lRange = narrow.lRange, decode[1].aRange = narrow.aRange;
+    k::deriveLabDecodeTables(decode[1], 50);
+    k::initLabEncodeTables(encode[0], ClrLabParams{32, 0, 0, 100, 128, 170, 96, 200}, k::kLabGamma);
+    k::initLabEncodeTables(encode[1], narrow, 50);
+    const k::LabDecodeTables* dec = decode.get();
+    const k::LabEncodeTables* enc = encode.get();
+    // A fixed-point kernel on record set `set`.
+    auto on = [](auto kernel, const auto* records, int set) -> KernelFn {
+        return [kernel, records, set](const k::KernelIo& io, int o) { return kernel(records[set], io, o); };
+    };
     auto ycckTables = std::make_unique<k::YcckTables>();
     k::buildYcckTables(*ycckTables);
     const k::YcckContext ycck{true, CLR_METHOD_BUILTIN, ycckTables.get(), nullptr, nullptr};
@@ -105,8 +120,12 @@ TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
         int srcBytes, dstBytes;
         bool refusesGreyWithHue;
     } kernels[] = {
-        {"fixed_lab_to_rgb", [&](const k::KernelIo& io, int o) { return k::labToRgbFixed(tables, io, o); },
-         [&](const k::KernelIo& io, int o) { return k::reference::labToRgbFixed(tables, io, o); }, 3, 3, false},
+        {"fixed_lab_to_rgb", on(k::labToRgbFixed, dec, 0), on(k::reference::labToRgbFixed, dec, 0), 3, 3, false},
+        {"fixed_lab_to_rgb updated", on(k::labToRgbFixed, dec, 1), on(k::reference::labToRgbFixed, dec, 1), 3, 3,
+         false},
+        {"fixed_rgb_to_lab", on(k::rgbToLabFixed, enc, 0), on(k::reference::rgbToLabFixed, enc, 0), 3, 3, false},
+        {"fixed_rgb_to_lab narrow", on(k::rgbToLabFixed, enc, 1), on(k::reference::rgbToLabFixed, enc, 1), 3, 3,
+         false},
         {"rgb_to_yuv", k::rgbToYuv, k::reference::rgbToYuv, 3, 3, false},
         {"yuv_to_rgb", k::yuvToRgb, k::reference::yuvToRgb, 3, 3, false},
         {"rgb_to_yiq", k::rgbToYiq, k::reference::rgbToYiq, 3, 3, false},
@@ -121,6 +140,7 @@ TEST(FastKernels, GiveTheReferenceBytesForAllInputs) {
         {"hsv_to_rgb", k::hsvToRgb, k::reference::hsvToRgb, 3, 3, false},
         {"rgb_to_hls", k::rgbToHls, k::reference::rgbToHls, 3, 3, false},
         {"hsi_to_rgb", k::hsiToRgb, k::reference::hsiToRgb, 3, 3, false},
+        {"rgb_to_lab", k::rgbToLab, k::reference::rgbToLab, 3, 3, false},
         {"lab_to_rgb", k::labToRgb, k::reference::labToRgb, 3, 3, false},
         {"hls_to_rgb", k::hlsToRgb, k::reference::hlsToRgb, 3, 3, true},
     };
