@@ -186,7 +186,8 @@ TEST(KernelIsa, PaddedRowsAndInPlaceAgreeToo) {
     if (quv::kernels::kernelIsa() != KernelIsa::Avx2) GTEST_SKIP() << "no AVX2 on this processor";
     const int32_t w = 37, h = 9, pad = 5;
     const auto src = quvtest::randomBytes((3 * w + pad) * h, 5);
-    for (ClrSpace space : {ClrSpaceYuv, ClrSpaceXyz, ClrSpaceHsi, ClrSpaceHsv, ClrSpaceYiq}) {
+    for (ClrSpace space : {ClrSpaceYuv, ClrSpaceXyz, ClrSpaceHsi, ClrSpaceHsv, ClrSpaceHls, ClrSpaceYiq, ClrSpaceYcbcr,
+                           ClrSpaceCmy, ClrSpaceLab}) {
         std::vector<uint8_t> fast(src.size(), 0), reference(src.size(), 0);
         kt::forceKernelIsa(KernelIsa::Avx2);
         ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, src.data(), fast.data(), w, h, pad, pad), 1);

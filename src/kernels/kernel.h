@@ -48,6 +48,15 @@ inline bool sharesBytes(const KernelIo& io, uint64_t srcBytes, uint64_t dstBytes
     return s < d + dstBytes && d < s + srcBytes;
 }
 
+// True when the rows of a call share bytes other than as one buffer with one
+// pad: each row's source then meets what the rows before it, or the pixels
+// before it, have written.
+inline bool overlapsShifted(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes) {
+    const bool samePlace = io.src == io.dst && padBytes(io.srcPad) == padBytes(io.dstPad) && srcRowBytes == dstRowBytes;
+    return !samePlace && sharesBytes(io, walkExtent(srcRowBytes, io.srcPad, io.height),
+                                     walkExtent(dstRowBytes, io.dstPad, io.height));
+}
+
 // Proves the source readable and the destination writable over their walks;
 // CLR_INVALID_PARAMETER when either is not.
 ClrStatus proveBuffers(const KernelIo& io, int64_t srcRowBytes, int64_t dstRowBytes);
