@@ -5,38 +5,18 @@
 
 #include "frame/handle.h"
 #include "kernels/lab.h"
-#include "platform/memory.h"
-#include "platform/text.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 
 namespace {
 
-using quvtest::Handle;
-using quvtest::makeHandle;
-
+using namespace quvtest;
 namespace qt = quv::testing;
 
-ClrParams params(uint32_t method, uint32_t mask = 0) {
-    ClrParams p;
-    std::memset(&p, 0, sizeof p);
-    p.size = CLR_PARAMS_SIZE;
-    p.activeMethod = method;
-    p.methodMask = mask ? mask : method;
-    p.emulationKind = CLR_METHOD_EMULATION;
-    return p;
-}
-
-void setPath(ClrWChar* field, const std::string& path) {
-    const std::u16string wide = quv::utf8ToUtf16(path);
-    std::memcpy(field, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
-}
+ClrParams params(uint32_t method, uint32_t mask = 0) { return methodParams(method, mask); }
 
 // ---- Quv_ClrInit with a record ----
 
@@ -222,9 +202,11 @@ long failEachAllocation(ClrSpace from, ClrSpace to, ClrParams* p) {
         const size_t handles = quv::registryCount();
         const long blocks = qt::livePrivateBlocks();
         ClrHandle* h = nullptr;
-        qt::failAllocationsAfter(n);
-        const ClrStatus s = Quv_ClrInit(&h, from, to, p);
-        qt::failAllocationsAfter(-1);
+        ClrStatus s;
+        {
+            AllocationFailure fail(n);
+            s = Quv_ClrInit(&h, from, to, p);
+        }
         if (s == CLR_SUCCESS) {
             Quv_ClrFree(h);
             return n;
@@ -252,11 +234,7 @@ TEST(InitParams, AFailureAtAnyAllocationLeavesNothingBehind) {
     EXPECT_GE(failEachAllocation(ClrSpaceYuv, ClrSpaceCmyk, &withInks), 6);
     EXPECT_GE(failEachAllocation(ClrSpaceYcck, ClrSpaceCmyk, &withInks), 5);
 
-    std::vector<uint8_t> profile;
-    {
-        std::ifstream in("/usr/share/color/icc/colord/sRGB.icc", std::ios::binary);
-        profile.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
+    const std::vector<uint8_t> profile = readFile(kSrgbPath);
     ASSERT_FALSE(profile.empty());
     ClrProfileBlock block{0, profile.data(), profile.size()};
     ClrParams custom = params(CLR_METHOD_CUSTOM_ICC);
@@ -274,10 +252,10 @@ TEST(SetParams, AFailedYuvUpdateGivesBackTheCmykRecordMadeBeforeIt) {
     p.cmykParams = &cmyk;
     p.yuvParams = &yuv;
     const long blocks = qt::livePrivateBlocks();
-    qt::failAllocationsAfter(1);
-    const ClrStatus s = Quv_ClrSetConversionParams(h.get(), &p);
-    qt::failAllocationsAfter(-1);
-    EXPECT_EQ(s, CLR_NO_MEMORY);
+    {
+        AllocationFailure fail(1);
+        EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_NO_MEMORY);
+    }
     EXPECT_EQ(h->cmykParams, nullptr);
     EXPECT_EQ(h->yuvParams, nullptr);
     EXPECT_EQ(qt::livePrivateBlocks(), blocks);
