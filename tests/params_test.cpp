@@ -20,37 +20,36 @@ ClrParams params(uint32_t method, uint32_t mask = 0) { return methodParams(metho
 
 // ---- Quv_ClrInit with a record ----
 
+// Rows of {pair, status, method chosen}; the caller's record gets the
+// automatic word back on success and on a refused pair, but keeps the
+// resolved method when a later check fails.
 TEST(InitParams, AutomaticMethodFollowsThePair) {
-    struct Case {
-        ClrSpace from, to;
-        uint32_t method;
-    };
-    for (Case c : {Case{3, 5, 1}, Case{2, 0, 2}, Case{0, 2, 2}, Case{7, 0, 1}, Case{0, 7, 1}, Case{11, 0, 2}}) {
-        ClrParams p = params(CLR_METHOD_AUTO);
-        Handle h = makeHandle(c.from, c.to, &p);
-        ASSERT_TRUE(h) << c.from << " -> " << c.to;
-        EXPECT_EQ(h->activeMethod, c.method) << c.from << " -> " << c.to;
-        EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO)) << "put back on success";
-        EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_AUTO));
-    }
-}
-
-TEST(InitParams, AutomaticServesNoOtherRgbPairs) {
-    for (ClrSpace to : {ClrSpaceYuv, ClrSpaceYcck, ClrSpaceHsv}) {
-        ClrParams p = params(CLR_METHOD_AUTO);
-        makeHandle(ClrSpaceRgb, to, &p, CLR_INVALID_METHOD);
-        EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_AUTO));
-        EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_AUTO));
-    }
-}
-
-TEST(InitParams, AutomaticFailingLaterKeepsTheResolvedFields) {
-    ClrParams p = params(CLR_METHOD_AUTO);
     ClrCmykParams bad{11, 250, 0};
-    p.cmykParams = &bad;
-    makeHandle(ClrSpaceHsv, ClrSpaceCmyk, &p, CLR_INVALID_STRUCT_SIZE);
-    EXPECT_EQ(p.activeMethod, uint32_t(CLR_METHOD_BUILTIN));
-    EXPECT_EQ(p.methodMask, uint32_t(CLR_METHOD_BUILTIN));
+    const struct {
+        ClrSpace from, to;
+        ClrStatus status;
+        uint32_t method;
+        ClrCmykParams* cmyk;
+    } rows[] = {
+        {3, 5, CLR_SUCCESS, 1, nullptr},  {2, 0, CLR_SUCCESS, 2, nullptr},  {0, 2, CLR_SUCCESS, 2, nullptr},
+        {7, 0, CLR_SUCCESS, 1, nullptr},  {0, 7, CLR_SUCCESS, 1, nullptr},  {11, 0, CLR_SUCCESS, 2, nullptr},
+        {ClrSpaceRgb, ClrSpaceYuv, CLR_INVALID_METHOD, 0, nullptr},
+        {ClrSpaceRgb, ClrSpaceYcck, CLR_INVALID_METHOD, 0, nullptr},
+        {ClrSpaceRgb, ClrSpaceHsv, CLR_INVALID_METHOD, 0, nullptr},
+        {ClrSpaceHsv, ClrSpaceCmyk, CLR_INVALID_STRUCT_SIZE, CLR_METHOD_BUILTIN, &bad},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(std::to_string(r.from) + " -> " + std::to_string(r.to));
+        ClrParams p = params(CLR_METHOD_AUTO);
+        p.cmykParams = r.cmyk;
+        Handle h = makeHandle(r.from, r.to, &p, r.status);
+        if (h) {
+            EXPECT_EQ(h->activeMethod, r.method);
+        }
+        const uint32_t left = r.status == CLR_INVALID_STRUCT_SIZE ? r.method : uint32_t(CLR_METHOD_AUTO);
+        EXPECT_EQ(p.activeMethod, left);
+        EXPECT_EQ(p.methodMask, left);
+    }
 }
 
 TEST(InitParams, EmulationNeedsItsKindWordAndMasksNeedAServedMethod) {
