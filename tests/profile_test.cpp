@@ -462,12 +462,13 @@ TEST(Generate, PointerChecksTheSizesAndRebuilds) {
     // A rebuild of a parsed file is the file (the corpus test checks it on
     // real profiles); a declared size that disagrees is refused.
     std::vector<uint8_t> bytes = smallProfile();
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    uint8_t* image = sp->image;
-    sp->header->size += 1;
-    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(+sp->dataSize, bytes.size());
+    ScopedProfile parsed;
+    ASSERT_EQ(Quv_FillICCProfileStructure(parsed.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    uint8_t* image = parsed->image;
+    parsed->header->size += 1;
+    EXPECT_EQ(Quv_GenerateICCPointer(parsed.get()), CLR_INVALID_PROFILE);
+    EXPECT_EQ(+parsed->image, image);
+    EXPECT_EQ(+parsed->dataSize, bytes.size());
 }
 
 TEST(Generate, FileWritesTheHeldImage) {
