@@ -4,14 +4,13 @@
 #include "containers/readers.h"
 #include "icc_support.h"
 #include "platform/module_loader.h"
+#include "test_support.h"
 
 #include <quvclr/imagefile.h>
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 using quvtest::ScopedProfile;
 namespace fs = std::filesystem;
@@ -22,10 +21,7 @@ const std::string kSmall = "/usr/share/color/icc/sRGB.icc";                     
 const std::string kOther = "/usr/share/color/icc/compatibleWithAdobeRGB1998.icc";  // 580 bytes
 const std::string kLarge = "/usr/share/color/icc/ITULab.icc";  // 431756 bytes: seven APP2 chunks
 
-std::vector<uint8_t> slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+const auto slurp = quvtest::readFile;
 std::u16string wide(const std::string& s) { return std::u16string(s.begin(), s.end()); }
 
 class ImageFiles : public testing::Test {
@@ -214,12 +210,13 @@ TEST_F(ImageFiles, JpegChunksJoinInFileOrder) {
 // EPS: an 80-byte staging area that is never emptied at the end comment.
 TEST_F(ImageFiles, EpsHexComments) {
     auto eps = [](size_t bytes, const char* eol) {
-        std::string text = std::string("%!PS-Adobe-3.0 EPSF-3.0") + eol + "%%BeginICCProfile: (p) -1 Hex" + eol;
+        std::string text = "%!PS-Adobe-3.0 EPSF-3.0";
+        text.append(eol).append("%%BeginICCProfile: (p) -1 Hex").append(eol);
         for (size_t i = 0; i < bytes; ++i) {
-            if (i % 32 == 0) text += i ? std::string(eol) + "% " : "% ";
-            text += "a" + std::to_string(i % 10);
+            if (i % 32 == 0) text.append(i ? eol : "").append("% ");
+            text.append(1, 'a').append(1, char('0' + i % 10));
         }
-        text += std::string(eol) + "%%EndICCProfile" + eol + "%%EOF" + eol;
+        text.append(eol).append("%%EndICCProfile").append(eol).append("%%EOF").append(eol);
         return std::vector<uint8_t>(text.begin(), text.end());
     };
     const struct {

@@ -122,32 +122,38 @@ TEST(ClrConvertCopy, InPlaceNeedsEqualAlignments) {
 
 // ---- Quv_ClrConvert: formulas ----
 
-TEST(ClrConvertFormulas, RgbAndBgrSidesSetTheOrder) {
-    const auto rgb = randomBytes(3 * 40, 21);
-    std::vector<uint8_t> bgr(rgb.size());
-    for (size_t i = 0; i < rgb.size(); i += 3) bgr[i] = rgb[i + 2], bgr[i + 1] = rgb[i + 1], bgr[i + 2] = rgb[i];
-    const auto expected = direct(ClrSpaceRgb, ClrSpaceYiq, rgb, 40, 1, rgb.size());
-
+// A BGR side is the RGB side with bytes 0 and 2 swapped, for every formula
+// space both ways, directly and through a handle.
+TEST(ClrConvertFormulas, BgrSidesAreTheSwappedRgbSides) {
+    const int n = 300;
+    const auto swapped = [](std::vector<uint8_t> v) {
+        for (size_t i = 0; i < v.size(); i += 3) std::swap(v[i], v[i + 2]);
+        return v;
+    };
+    const auto rgb = randomBytes(3 * n, 21), bgr = swapped(rgb);
     std::vector<uint8_t> out(rgb.size());
-    ASSERT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceBgr, ClrSpaceYiq).get(), bgr.data(), out.data(), 40, 1, 0, 0), 1);
-    EXPECT_EQ(out, expected);
-    ASSERT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceYiq, ClrSpaceBgr).get(), expected.data(), out.data(), 40, 1, 0, 0), 1);
-    EXPECT_EQ(out, direct(ClrSpaceYiq, ClrSpaceBgr, expected, 40, 1, rgb.size()));
-    // RGB to BGR swaps bytes 0 and 2 and leaves the middle one.
-    ASSERT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceBgr, ClrSpaceRgb).get(), bgr.data(), out.data(), 40, 1, 0, 0), 1);
+    ASSERT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceBgr, ClrSpaceRgb).get(), bgr.data(), out.data(), n, 1, 0, 0), 1);
     EXPECT_EQ(out, rgb);
+    for (ClrSpace space : {ClrSpaceYuv, ClrSpaceYiq, ClrSpaceYcbcr, ClrSpaceXyz, ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi}) {
+        SCOPED_TRACE(space);
+        const auto coded = direct(ClrSpaceRgb, space, rgb, n, 1, rgb.size());
+        const auto back = swapped(direct(space, ClrSpaceRgb, coded, n, 1, rgb.size()));
+        EXPECT_EQ(direct(ClrSpaceBgr, space, bgr, n, 1, rgb.size()), coded);
+        EXPECT_EQ(direct(space, ClrSpaceBgr, coded, n, 1, rgb.size()), back);
+        ASSERT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceBgr, space).get(), bgr.data(), out.data(), n, 1, 0, 0), 1);
+        EXPECT_EQ(out, coded);
+        ASSERT_EQ(Quv_ClrConvert(makeHandle(space, ClrSpaceBgr).get(), coded.data(), out.data(), n, 1, 0, 0), 1);
+        EXPECT_EQ(out, back);
+    }
 }
 
-TEST(ClrConvertFormulas, KernelStatusesComeBackThroughOneStageHandles) {
-    const uint8_t badHls[3] = {9, 100, 0};
-    uint8_t out[3];
-    EXPECT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceHls, ClrSpaceRgb).get(), badHls, out, 1, 1, 0, 0),
-              CLR_INVALID_TAG_DATA);
-}
-
-TEST(ClrConvertFormulas, TwoStageHandlesReportSuccessWhateverTheStages) {
+// A kernel's status comes back through a one-stage handle and the direct
+// call; a two-stage handle reports success whatever its stages found.
+TEST(ClrConvertFormulas, KernelStatusesComeBackThroughOneStageHandlesOnly) {
     const uint8_t badHls[6] = {9, 100, 0, 0, 0, 0};
     uint8_t out[6] = {};
+    EXPECT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceHls, ClrSpaceRgb).get(), badHls, out, 1, 1, 0, 0),
+              CLR_INVALID_TAG_DATA);
     EXPECT_EQ(Quv_ClrConvertDirect(ClrSpaceHls, ClrSpaceYuv, badHls, out, 2, 1, 0, 0), CLR_INVALID_TAG_DATA);
     EXPECT_EQ(Quv_ClrConvert(makeHandle(ClrSpaceHls, ClrSpaceYuv).get(), badHls, out, 2, 1, 0, 0), CLR_SUCCESS);
 }

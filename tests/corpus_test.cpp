@@ -41,17 +41,6 @@ std::vector<std::string> corpus() {
     return paths;
 }
 
-std::vector<uint8_t> readFile(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        uint8_t chunk[4096];
-        size_t n;
-        while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) bytes.insert(bytes.end(), chunk, chunk + n);
-        std::fclose(f);
-    }
-    return bytes;
-}
-
 // Where the store departs from the file by design: attribute bytes 56 to 59
 // (not kept) and the reserved area (always written as zero).
 bool departs(size_t i) { return (i >= 56 && i < 60) || (i >= 100 && i < 128); }
@@ -284,21 +273,29 @@ std::string smallestProfile() {
     return best;
 }
 
-TEST(CorpusDamage, EveryCutOfTheSmallestProfileGivesAStatus) {
+TEST(CorpusDamage, EveryCutOfTheSmallestProfileGivesAStatusAndLeaksNothing) {
     const std::string path = smallestProfile();
     ASSERT_FALSE(path.empty());
     const std::vector<uint8_t> file = readFile(path);
     TempFile cutFile("cut.icc");
-    for (size_t n = 1; n < file.size(); ++n) {
+    const long shared = quv::testing::liveSharedBlocks(), privateBlocks = quv::testing::livePrivateBlocks();
+    for (size_t n = 0; n < file.size(); ++n) {
+        // Exactly n bytes, so that a read past them is caught.
         std::vector<uint8_t> cut(file.begin(), file.begin() + n);
         ScopedProfile fromMemory;
-        EXPECT_EQ(Quv_FillICCProfileStructure(fromMemory.get(), cut.data(), n), CLR_EPS_PROFILE_MALFORMED) << n;
+        EXPECT_EQ(Quv_FillICCProfileStructure(fromMemory.get(), cut.data(), n),
+                  n ? CLR_EPS_PROFILE_MALFORMED : CLR_INVALID_PARAMETER)
+            << n;
+        EXPECT_EQ(+fromMemory->image, nullptr);
         cutFile.write(cut);
         ScopedProfile fromFile;
         EXPECT_EQ(Quv_FillICCProfileFromICCFileA(cutFile.path.c_str(), fromFile.get()),
                   n < 128 ? CLR_FILE_READ_FAILED : CLR_INVALID_PROFILE)
             << n;
+        EXPECT_EQ(+fromFile->image, nullptr);
     }
+    EXPECT_EQ(quv::testing::liveSharedBlocks(), shared);
+    EXPECT_EQ(quv::testing::livePrivateBlocks(), privateBlocks);
 }
 
 TEST(CorpusDamage, CorruptedTablesOfTheSmallestProfileGiveStatuses) {

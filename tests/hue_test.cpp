@@ -84,19 +84,4 @@ TEST(HueKernels, HsvKeepsValueAndChannelOrderOverTheCube) {
             }
 }
 
-TEST(HueKernels, HsiBgrOrderMatchesRgbOrder) {
-    const auto rgb = quvtest::randomBytes(3 * 300, 11);
-    std::vector<uint8_t> bgr(rgb.size()), a(rgb.size()), b(rgb.size());
-    for (size_t i = 0; i < rgb.size(); i += 3) {
-        bgr[i] = rgb[i + 2];
-        bgr[i + 1] = rgb[i + 1];
-        bgr[i + 2] = rgb[i];
-    }
-    for (ClrSpace space : {ClrSpaceHsv, ClrSpaceHls, ClrSpaceHsi}) {
-        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, rgb.data(), a.data(), 300, 1, 0, 0), 1);
-        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceBgr, space, bgr.data(), b.data(), 300, 1, 0, 0), 1);
-        EXPECT_EQ(a, b) << space;
-    }
-}
-
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -55,9 +56,9 @@ inline std::vector<uint8_t> be32Bytes(uint32_t x) {
 
 // A tag's value: type signature, zero reserved word, then `body`.
 inline std::vector<uint8_t> tagValue(uint32_t type, const std::vector<uint8_t>& body) {
-    std::vector<uint8_t> v = be32Bytes(type);
-    v.insert(v.end(), 4, 0);
-    v.insert(v.end(), body.begin(), body.end());
+    std::vector<uint8_t> v(8 + body.size(), 0);
+    putBe32(v, 0, type);
+    std::copy(body.begin(), body.end(), v.begin() + 8);
     return v;
 }
 

@@ -3,7 +3,6 @@
 #include "test_support.h"
 
 #include "kernels/ink.h"
-#include "platform/memory.h"
 #include "platform/probe.h"
 
 #include <gtest/gtest.h>
@@ -29,36 +28,40 @@ quvtest::Pixel fromCmyk(Cmyk cmyk, int32_t gcr) {
     return out;
 }
 
-TEST(CmykKernels, WhiteHasNoInkAtAnyLevel) {
-    for (int32_t gcr : {0, 175, 250, 600, 1000}) EXPECT_EQ(toCmyk({255, 255, 255}, gcr), (Cmyk{0, 0, 0, 0})) << gcr;
-}
-
-TEST(CmykKernels, BlackAtTheDefaultLevelKeepsTheColouredInks) {
-    // At 175 the fifth power makes t 0: full complement plus 17.5% black.
-    EXPECT_EQ(toCmyk({0, 0, 0}, 175), (Cmyk{255, 255, 255, 44}));
-    EXPECT_EQ(fromCmyk({255, 255, 255, 44}, 175), (quvtest::Pixel{0, 0, 0}));
-}
-
-TEST(CmykKernels, FullReplacementTurnsNeutralsIntoBlackAlone) {
-    EXPECT_EQ(toCmyk({0, 0, 0}, 1000), (Cmyk{0, 0, 0, 255}));
-    // hi = lo = 0, x = 65280, t saturates at 255.
-    EXPECT_EQ(fromCmyk({0, 0, 0, 255}, 1000), (quvtest::Pixel{0, 0, 0}));
-    EXPECT_EQ(toCmyk({128, 128, 128}, 250), (Cmyk{127, 127, 127, 31}));
-}
-
-TEST(CmykKernels, BelowLevel250TheInverseIgnoresBlack) {
-    for (int k : {0, 1, 128, 255}) {
-        EXPECT_EQ(fromCmyk({10, 20, 30, uint8_t(k)}, 249), (quvtest::Pixel{245, 235, 225})) << k;
-    }
-    // At 250 the weight is 1: on a neutral, x is K itself.
-    EXPECT_EQ(fromCmyk({0, 0, 0, 100}, 250), (quvtest::Pixel{155, 155, 155}));
-}
-
-TEST(CmykKernels, DirectConversionUsesLevel175) {
+// Rows of {RGB, level, CMYK}; at 175 the fifth power makes t 0: the full
+// complement plus 17.5% black. Full replacement turns neutrals into black.
+TEST(CmykKernels, ForwardAtEachGreyComponentLevel) {
+    const struct {
+        quvtest::Pixel rgb;
+        int32_t gcr;
+        Cmyk cmyk;
+    } rows[] = {
+        {{255, 255, 255}, 0, {0, 0, 0, 0}},   {{255, 255, 255}, 175, {0, 0, 0, 0}},
+        {{255, 255, 255}, 600, {0, 0, 0, 0}}, {{255, 255, 255}, 1000, {0, 0, 0, 0}},
+        {{0, 0, 0}, 175, {255, 255, 255, 44}}, {{0, 0, 0}, 1000, {0, 0, 0, 255}},
+        {{128, 128, 128}, 250, {127, 127, 127, 31}},
+    };
+    for (const auto& r : rows) EXPECT_EQ(toCmyk(r.rgb, r.gcr), r.cmyk) << r.gcr;
+    // Without a handle the level is 175.
     quvtest::Pixel black{0, 0, 0};
     Cmyk out{};
     ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, ClrSpaceCmyk, black.data(), out.data(), 1, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out, (Cmyk{255, 255, 255, 44}));
+}
+
+// Below level 250 the inverse ignores black; at 250 the weight is 1 and on
+// a neutral x is K itself; at 1000 hi = lo = 0, x = 65280, t saturates.
+TEST(CmykKernels, InverseAtEachGreyComponentLevel) {
+    const struct {
+        Cmyk cmyk;
+        int32_t gcr;
+        quvtest::Pixel rgb;
+    } rows[] = {
+        {{255, 255, 255, 44}, 175, {0, 0, 0}}, {{0, 0, 0, 255}, 1000, {0, 0, 0}},
+        {{10, 20, 30, 0}, 249, {245, 235, 225}}, {{10, 20, 30, 128}, 249, {245, 235, 225}},
+        {{10, 20, 30, 255}, 249, {245, 235, 225}}, {{0, 0, 0, 100}, 250, {155, 155, 155}},
+    };
+    for (const auto& r : rows) EXPECT_EQ(fromCmyk(r.cmyk, r.gcr), r.rgb) << r.gcr << " k " << int(r.cmyk[3]);
 }
 
 TEST(CmyKernels, ComplementBothWaysExactly) {
@@ -75,9 +78,7 @@ TEST(YcckKernels, NoInkIsWhiteLumaAndNeutralChroma) {
     const uint8_t cmyk[4] = {0, 0, 0, 77};
     uint8_t ycck[4] = {};
     quv::kernels::cmykPixelToYcck(t, cmyk, ycck);
-    EXPECT_EQ(ycck[0], 255);
-    EXPECT_EQ(ycck[1], 128);
-    EXPECT_EQ(ycck[2], 128);
+    EXPECT_EQ(std::vector<uint8_t>(ycck, ycck + 3), (std::vector<uint8_t>{255, 128, 128}));
 }
 
 TEST(YcckKernels, CmykSurvivesTheYccRoundTripClosely) {
@@ -114,9 +115,7 @@ TEST(YcckKernels, FormulaInverseThroughAHandleReportsZero) {
     ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceYcck, ClrSpaceRgb, nullptr), CLR_SUCCESS);
     EXPECT_EQ(Quv_ClrConvert(h, ycck, viaHandle, 2, 1, 0, 0), 0);
     EXPECT_TRUE(std::equal(direct, direct + 6, viaHandle));
-    EXPECT_EQ(direct[0], 255);
-    EXPECT_EQ(direct[1], 255);
-    EXPECT_EQ(direct[2], 255);
+    EXPECT_EQ(std::vector<uint8_t>(direct, direct + 3), (std::vector<uint8_t>{255, 255, 255}));
     EXPECT_EQ(Quv_ClrFree(h), CLR_SUCCESS);
 
     ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceYcck, nullptr), CLR_SUCCESS);
@@ -132,12 +131,11 @@ TEST(YcckKernels, DirectConversionReportsSuccessWhateverTheKernelFound) {
     uint8_t rgb[3] = {7, 7, 7};
     ClrHandle* h = nullptr;
     ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceYcck, ClrSpaceRgb, nullptr), CLR_SUCCESS);
-    quv::testing::failAllocationsAfter(0);
-    const ClrStatus direct = Quv_ClrConvertDirect(ClrSpaceYcck, ClrSpaceRgb, ycck, rgb, 1, 1, 0, 0);
-    const ClrStatus viaHandle = Quv_ClrConvert(h, ycck, rgb, 1, 1, 0, 0);
-    quv::testing::failAllocationsAfter(-1);
-    EXPECT_EQ(direct, CLR_SUCCESS);
-    EXPECT_EQ(viaHandle, CLR_NO_MEMORY);
+    {
+        quvtest::AllocationFailure fail(0);
+        EXPECT_EQ(Quv_ClrConvertDirect(ClrSpaceYcck, ClrSpaceRgb, ycck, rgb, 1, 1, 0, 0), CLR_SUCCESS);
+        EXPECT_EQ(Quv_ClrConvert(h, ycck, rgb, 1, 1, 0, 0), CLR_NO_MEMORY);
+    }
     EXPECT_EQ(rgb[0], 7);
     EXPECT_EQ(Quv_ClrFree(h), CLR_SUCCESS);
 }

@@ -14,6 +14,16 @@
 
 namespace quvtest {
 
+// The file image of an lcms2 profile, which is closed here.
+inline std::vector<uint8_t> lcmsImage(cmsHPROFILE h) {
+    cmsUInt32Number n = 0;
+    cmsSaveProfileToMem(h, nullptr, &n);
+    std::vector<uint8_t> bytes(n);
+    cmsSaveProfileToMem(h, bytes.data(), &n);
+    cmsCloseProfile(h);
+    return bytes;
+}
+
 // The i-th string of a host-order mluc, as wide characters.
 inline std::wstring mlucString(const IccMultiLocalizedUnicodeType& m, uint32_t i) {
     size_t place = 0;

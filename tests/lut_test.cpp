@@ -2,6 +2,7 @@
 // asymmetries that are the interface, and every reader on cut and lying
 // elements.
 #include "icc_support.h"
+#include "lcms_oracle.h"
 
 #include <gtest/gtest.h>
 #include <lcms2.h>
@@ -208,13 +209,6 @@ TEST(ClutBuffers, TheRecordAloneKeepsFileOrder) {
 
 // ---- mft1 and mft2 ----
 
-// The bytes of the last tag, padding excluded.
-std::vector<uint8_t> lastTag(IccProfile* p) {
-    const IccTagEntry& row = p->tagTable[p->tagCount - 1];
-    const uint8_t* at = p->tagData + row.offset - 132 - 12 * p->tagCount;
-    return std::vector<uint8_t>(at, at + row.size);
-}
-
 TEST(LutTypes, SizesCountsAndRoundTrips) {
     struct Case {
         uint32_t type;
@@ -240,7 +234,7 @@ TEST(LutTypes, SizesCountsAndRoundTrips) {
         ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("A2B0"), c.type), CLR_SUCCESS);
         EXPECT_EQ(sp->tagTable[0].size, c.size);
         EXPECT_EQ(+sp->tagDataSize, c.room);
-        const std::vector<uint8_t> stored = lastTag(sp.get());
+        const std::vector<uint8_t> stored = tagBytes(sp.get(), sig("A2B0"));
         EXPECT_EQ(std::memcmp(&stored[48], c.countBytes, 4), 0);
         EXPECT_EQ(be32(&stored[12]), 0x10000u);
 
@@ -256,7 +250,7 @@ TEST(LutTypes, SizesCountsAndRoundTrips) {
         ScopedProfile again;
         ASSERT_EQ(Quv_InitICCHeader(again.get()), CLR_SUCCESS);
         ASSERT_EQ(Quv_SetICCTagData(again.get(), back.get(), sig("A2B0"), c.type), CLR_SUCCESS);
-        EXPECT_EQ(lastTag(again.get()), stored);
+        EXPECT_EQ(tagBytes(again.get(), sig("A2B0")), stored);
     }
 }
 
@@ -276,12 +270,7 @@ TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
     cmsPipelineSetSaveAs8bitsFlag(p, TRUE);
     ASSERT_TRUE(cmsWriteTag(h, cmsSigAToB0Tag, p));
     cmsPipelineFree(p);
-    cmsUInt32Number n = 0;
-    ASSERT_TRUE(cmsSaveProfileToMem(h, nullptr, &n));
-    std::vector<uint8_t> image(n);
-    ASSERT_TRUE(cmsSaveProfileToMem(h, image.data(), &n));
-    cmsCloseProfile(h);
-
+    std::vector<uint8_t> image = lcmsImage(h);
     ScopedProfile sp;
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
     ASSERT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("A2B0")), ICC_TYPE_LUT8);
@@ -323,7 +312,7 @@ std::vector<uint8_t> abElement(uint32_t type) {
     ScopedProfile sp;
     EXPECT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
     EXPECT_EQ(Quv_SetICCTagData(sp.get(), &in.r, sig("A2B0"), type), CLR_SUCCESS);
-    return lastTag(sp.get());
+    return tagBytes(sp.get(), sig("A2B0"));
 }
 
 TEST(LutABTypes, OneCurvePerSetLaysOutBMatrixMClutA) {
@@ -332,7 +321,7 @@ TEST(LutABTypes, OneCurvePerSetLaysOutBMatrixMClutA) {
         ScopedProfile sp;
         ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
         ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in.r, sig("A2B0"), type), CLR_SUCCESS);
-        const std::vector<uint8_t> e = lastTag(sp.get());
+        const std::vector<uint8_t> e = tagBytes(sp.get(), sig("A2B0"));
         ASSERT_EQ(e.size(), 152u);  // 32 + B 16 + matrix 48 + M 16 + CLUT 24 + A 16
         const uint32_t offsets[5] = {32, 48, 96, 112, 136};
         for (int k = 0; k < 5; ++k) EXPECT_EQ(be32(&e[12 + 4 * k]), offsets[k]);
@@ -423,13 +412,8 @@ TEST(LutABTypes, ReadWhatLcmsWrites) {
         ASSERT_TRUE(cmsWriteTag(h, aToB ? cmsSigAToB0Tag : cmsSigBToA0Tag, p));
         cmsPipelineFree(p);
     }
-    cmsUInt32Number n = 0;
-    ASSERT_TRUE(cmsSaveProfileToMem(h, nullptr, &n));
-    std::vector<uint8_t> image(n);
-    ASSERT_TRUE(cmsSaveProfileToMem(h, image.data(), &n));
     cmsFreeToneCurve(gamma);
-    cmsCloseProfile(h);
-
+    std::vector<uint8_t> image = lcmsImage(h);
     ScopedProfile sp;
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
     for (uint32_t tagSig : {sig("A2B0"), sig("B2A0")}) {

@@ -36,31 +36,6 @@ TEST(MatrixKernels, PureRedSaturatesYcbcrChromaAt127) {
     EXPECT_EQ(toSpace(ClrSpaceYcbcr, {0, 0, 255})[1], 127);
 }
 
-TEST(MatrixKernels, BgrOrderReadsAndWritesTheSwappedLayout) {
-    const ClrSpace spaces[] = {ClrSpaceYuv, ClrSpaceYiq, ClrSpaceYcbcr, ClrSpaceXyz};
-    const auto rgb = quvtest::randomBytes(3 * 500, 7);
-    for (ClrSpace space : spaces) {
-        std::vector<uint8_t> bgr(rgb.size()), fromRgb(rgb.size()), fromBgr(rgb.size());
-        for (size_t i = 0; i < rgb.size(); i += 3) {
-            bgr[i] = rgb[i + 2];
-            bgr[i + 1] = rgb[i + 1];
-            bgr[i + 2] = rgb[i];
-        }
-        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceRgb, space, rgb.data(), fromRgb.data(), 500, 1, 0, 0), 1);
-        ASSERT_EQ(Quv_ClrConvertDirect(ClrSpaceBgr, space, bgr.data(), fromBgr.data(), 500, 1, 0, 0), 1);
-        EXPECT_EQ(fromRgb, fromBgr) << "space " << space;
-
-        std::vector<uint8_t> backRgb(rgb.size()), backBgr(rgb.size());
-        ASSERT_EQ(Quv_ClrConvertDirect(space, ClrSpaceRgb, fromRgb.data(), backRgb.data(), 500, 1, 0, 0), 1);
-        ASSERT_EQ(Quv_ClrConvertDirect(space, ClrSpaceBgr, fromRgb.data(), backBgr.data(), 500, 1, 0, 0), 1);
-        for (size_t i = 0; i < rgb.size(); i += 3) {
-            ASSERT_EQ(backRgb[i], backBgr[i + 2]);
-            ASSERT_EQ(backRgb[i + 1], backBgr[i + 1]);
-            ASSERT_EQ(backRgb[i + 2], backBgr[i]);
-        }
-    }
-}
-
 // Over the whole cube (sampled every 3 counts per channel) the round trips
 // stay within what the unmatched constants allow.
 TEST(MatrixKernels, RoundTripDriftStaysSmallOverTheCube) {

@@ -1,8 +1,9 @@
 // The platform layer: memory proofs under each way of asking the system,
-// the allocation families and the growable buffer's accounting, text, files.
+// the allocation families, the growable buffer's accounting and text that
+// does not convert. Files and well-formed text are exercised through the
+// profile, image-file and narrow-call tests.
 #include "test_support.h"
 
-#include "platform/file.h"
 #include "platform/memory.h"
 #include "platform/probe.h"
 #include "platform/text.h"
@@ -137,20 +138,11 @@ TEST(Allocation, OverflowingCountsAndInjectedFailuresGiveNull) {
     quv::quvFree(first);
 }
 
-TEST(GrowBuffer, SmallSizesAreNotReserved) {
-    const size_t reserved = qt::reservedBytes();
-    quv::GrowBuffer buf(1000);
-    EXPECT_EQ(buf.status(), CLR_SUCCESS);
-    EXPECT_EQ(buf.size(), 1000u);
-    EXPECT_FALSE(buf.reservationOpen());
-    EXPECT_EQ(buf.countedBytes(), 1000u);
-    EXPECT_EQ(qt::reservedBytes(), reserved);
-}
-
 TEST(GrowBuffer, LargeSizesReserveAndGiveBack) {
     const size_t reserved = qt::reservedBytes();
     {
         quv::GrowBuffer buf(100);
+        EXPECT_EQ(qt::reservedBytes(), reserved) << "small sizes are not reserved";
         ASSERT_EQ(buf.resize(9000000), CLR_SUCCESS);
         // Crossing the threshold reserves the whole counted amount at once.
         EXPECT_TRUE(buf.reservationOpen());
@@ -186,23 +178,6 @@ TEST(GrowBuffer, FailedAllocationReportsThroughTheAccount) {
     EXPECT_EQ(empty.status(), CLR_FAILURE) << "a buffer of size 0 is never made";
 }
 
-TEST(GrowBuffer, GrowthStepDoublesAfterTwentyGrowths) {
-    quv::GrowBuffer buf(1);
-    const size_t step = buf.growthStep();
-    size_t size = 1;
-    for (int i = 0; i < 20; ++i) ASSERT_EQ(buf.resize(size += step), CLR_SUCCESS);
-    EXPECT_EQ(buf.growthStep(), 2 * step);
-}
-
-TEST(Text, Utf8AndUtf16RoundTrip) {
-    const std::string text = "gr\xC3\xBC\xC3\x9F dich \xE2\x82\xAC \xF0\x9F\x8E\xA8";  // ü ß € and a non-BMP emoji
-    const std::u16string wide = quv::utf8ToUtf16(text);
-    EXPECT_EQ(wide, u"grüß dich € 🎨");
-    bool lossy = true;
-    EXPECT_EQ(quv::utf16ToUtf8(wide, &lossy), text);
-    EXPECT_FALSE(lossy);
-}
-
 TEST(Text, MalformedInputIsReplacedAndReported) {
     EXPECT_EQ(quv::utf8ToUtf16("a\xFF" "b\xC3"), u"a\uFFFDb\uFFFD");
     EXPECT_EQ(quv::utf8ToUtf16("\xC0\x80"), u"\uFFFD\uFFFD") << "overlong forms are not decoded";
@@ -224,59 +199,6 @@ TEST(Text, FieldsReportNullAndOverflow) {
     EXPECT_EQ(std::u16string(copy), u"café");
     quv::quvTextFree(copy);
     EXPECT_EQ(quv::quvTextToWide(nullptr), nullptr);
-}
-
-class FileTest : public testing::Test {
-protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/quvclr-file-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
-    }
-    void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
-    std::u16string path(const std::string& name) const { return quv::utf8ToUtf16(dir_ + "/" + name); }
-    std::string dir_;
-};
-
-TEST_F(FileTest, CreateWriteSeekReadAndTruncate) {
-    const std::u16string name = path("profil-\xC3\xA9t\xC3\xA9.icc");
-    quv::QuvFile f = quv::quvFileCreate(name.c_str(), quv::kAccessWrite, quv::kCreateAlways);
-    ASSERT_NE(f, quv::kBadFile);
-    EXPECT_EQ(quv::quvFileWrite(f, "0123456789", 10), 10);
-    quv::quvFileClose(f);
-    EXPECT_TRUE(quv::quvFileExists(name.c_str()));
-
-    f = quv::quvFileOpen(name.c_str(), quv::kOpenReadWrite, quv::kShareReadWrite);
-    ASSERT_NE(f, quv::kBadFile);
-    EXPECT_EQ(quv::quvFileSeek(f, -4, 2), 6);
-    char buf[16] = {};
-    EXPECT_EQ(quv::quvFileRead(f, buf, 16), 4);
-    EXPECT_STREQ(buf, "6789");
-    EXPECT_EQ(quv::quvFileRead(f, buf, 4), 0) << "end of file is 0, not a failure";
-    EXPECT_EQ(quv::quvFileSeek(f, 3, 0), 3);
-    quv::quvFileTruncate(f);
-    EXPECT_EQ(quv::quvFileSeek(f, 0, 2), 3);
-    EXPECT_EQ(quv::quvFileWrite(f, "ab", 2), 2);
-    EXPECT_EQ(quv::quvFileSeek(f, 0, 0), 0);
-    EXPECT_EQ(quv::quvFileRead(f, buf, 16), 5);
-    EXPECT_EQ(std::string(buf, 5), "012ab");
-    quv::quvFileClose(f);
-}
-
-TEST_F(FileTest, MissingFilesAndDirectoriesAreNotFiles) {
-    const std::u16string missing = path("missing");
-    EXPECT_EQ(quv::quvFileOpen(missing.c_str(), quv::kOpenRead, quv::kShareRead), quv::kBadFile);
-    EXPECT_FALSE(quv::quvFileExists(missing.c_str()));
-    EXPECT_FALSE(quv::quvFileExists(quv::utf8ToUtf16(dir_).c_str()));
-    EXPECT_EQ(quv::quvFileOpen(nullptr, quv::kOpenRead, quv::kShareRead), quv::kBadFile);
-    // Creating a new file where one exists fails; reading a closed handle reports failure.
-    const std::u16string name = path("x");
-    quv::QuvFile f = quv::quvFileCreate(name.c_str(), quv::kAccessWrite, 1);
-    ASSERT_NE(f, quv::kBadFile);
-    quv::quvFileClose(f);
-    EXPECT_EQ(quv::quvFileCreate(name.c_str(), quv::kAccessWrite, 1), quv::kBadFile);
-    char c;
-    EXPECT_LT(quv::quvFileRead(f, &c, 1), 0);
 }
 
 }  // namespace

@@ -2,8 +2,7 @@
 // header and its setters, the fixed-point encodings, and the file image in
 // memory and on disk, including truncated and corrupted images.
 #include "icc_support.h"
-
-#include "platform/memory.h"
+#include "test_support.h"
 
 #include <gtest/gtest.h>
 
@@ -15,27 +14,22 @@ namespace {
 using namespace quvtest;
 namespace qt = quv::testing;
 
-struct AllocationFailure {
-    explicit AllocationFailure(long successes) { qt::failAllocationsAfter(successes); }
-    ~AllocationFailure() { qt::failAllocationsAfter(-1); }
-};
-
 std::vector<uint8_t> imageOf(const IccProfile& p) { return std::vector<uint8_t>(p.image, p.image + p.dataSize); }
 
 // ---- record and lifetime ----
 
-TEST(ProfileRecord, InitClearsTheNamedBytesAndSetsTheSize) {
+TEST(ProfileRecord, InitClearsTheNamedBytesAndAlwaysSetsFiftySix) {
+    EXPECT_EQ(Quv_InitICCProfile(nullptr, 56), CLR_INVALID_PARAMETER);
     IccProfile p;
-    std::memset(&p, 0xAB, sizeof p);
+    std::memset(&p, 0x5A, sizeof p);
+    EXPECT_EQ(Quv_InitICCProfile(&p, 57), CLR_INVALID_STRUCT_SIZE);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(&p);
+    for (size_t i = 0; i < sizeof p; ++i) ASSERT_EQ(bytes[i], 0x5A) << "byte " << i;
+
     ASSERT_EQ(Quv_InitICCProfile(&p, 56), CLR_SUCCESS);
     EXPECT_EQ(p.structSize, 56u);
     EXPECT_EQ(+p.dataSize, 0u);
-    EXPECT_EQ(+p.header, nullptr);
-    EXPECT_EQ(p.tagCount, 0);
-    EXPECT_EQ(+p.tagTable, nullptr);
-    EXPECT_EQ(+p.tagData, nullptr);
-    EXPECT_EQ(+p.image, nullptr);
-
+    EXPECT_TRUE(!p.header && !p.tagTable && !p.tagData && !p.image && p.tagCount == 0);
     // A smaller size clears only its bytes, but the size field is always 56.
     std::memset(&p, 0xAB, sizeof p);
     ASSERT_EQ(Quv_InitICCProfile(&p, 12), CLR_SUCCESS);
@@ -48,15 +42,6 @@ TEST(ProfileRecord, InitClearsTheNamedBytesAndSetsTheSize) {
     EXPECT_EQ(+p.dataSize, 0xABABABABABABABABu);
 }
 
-TEST(ProfileRecord, InitRefusesNullAndOversizedRecords) {
-    EXPECT_EQ(Quv_InitICCProfile(nullptr, 56), CLR_INVALID_PARAMETER);
-    IccProfile p;
-    std::memset(&p, 0x5A, sizeof p);
-    EXPECT_EQ(Quv_InitICCProfile(&p, 57), CLR_INVALID_STRUCT_SIZE);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&p);
-    for (size_t i = 0; i < sizeof p; ++i) ASSERT_EQ(bytes[i], 0x5A) << "byte " << i;
-}
-
 TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
     ScopedProfile sp;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
@@ -64,8 +49,7 @@ TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
     IccHeader* header = sp->header;
     uint8_t* image = sp->image;
     ASSERT_EQ(Quv_InitICCProfile(sp.get(), 56), CLR_SUCCESS);
-    EXPECT_EQ(+sp->header, nullptr);
-    EXPECT_EQ(+sp->image, nullptr);
+    EXPECT_TRUE(!sp->header && !sp->image);
     // The record no longer knows them; they are released here by hand.
     quv::quvFree(header);
     quv::quvSharedFree(image);
@@ -74,45 +58,35 @@ TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
 TEST(ProfileRecord, FreeReleasesEveryBlockAndKeepsTheCounts) {
     IccProfile p;
     Quv_InitICCProfile(&p, sizeof p);
-    const std::vector<uint8_t> bytes = smallProfile();
-    std::vector<uint8_t> copy = bytes;
-    ASSERT_EQ(Quv_FillICCProfileStructure(&p, copy.data(), copy.size()), CLR_SUCCESS);
+    std::vector<uint8_t> bytes = smallProfile();
+    ASSERT_EQ(Quv_FillICCProfileStructure(&p, bytes.data(), bytes.size()), CLR_SUCCESS);
     const long shared = qt::liveSharedBlocks();
     const long privateBlocks = qt::livePrivateBlocks();
     Quv_FreeICCProfile(&p);
     EXPECT_EQ(qt::liveSharedBlocks(), shared - 1);        // the image
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);  // header, table, data
-    EXPECT_EQ(+p.header, nullptr);
-    EXPECT_EQ(+p.tagTable, nullptr);
-    EXPECT_EQ(+p.tagData, nullptr);
-    EXPECT_EQ(+p.image, nullptr);
+    EXPECT_TRUE(!p.header && !p.tagTable && !p.tagData && !p.image);
     EXPECT_EQ(p.tagCount, 5);
     EXPECT_EQ(+p.dataSize, bytes.size());
     EXPECT_EQ(+p.tagDataSize, bytes.size() - 132 - 60);
-    EXPECT_EQ(p.structSize, 56u);
     Quv_FreeICCProfile(&p);  // a second call finds nothing to release
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);
 }
 
-TEST(ProfileRecord, FreeLeavesTableAndDataAloneWithoutTags) {
+TEST(ProfileRecord, PartialFreesLeaveTheirNeighboursAlone) {
     IccProfile p;
     Quv_InitICCProfile(&p, sizeof p);
     p.tagTable = static_cast<IccTagEntry*>(quv::quvMalloc(1, sizeof(IccTagEntry)));
     p.tagData = static_cast<uint8_t*>(quv::quvMalloc(4, 1));
     IccTagEntry* table = p.tagTable;
-    uint8_t* data = p.tagData;
     Quv_FreeICCProfile(&p);
-    Quv_ClrIntFreeTagList(&p);
+    Quv_ClrIntFreeTagList(&p);  // without tags, table and data stay
     EXPECT_EQ(+p.tagTable, table);
-    EXPECT_EQ(+p.tagData, data);
     p.tagCount = 1;
     Quv_ClrIntFreeTagList(&p);
-    EXPECT_EQ(+p.tagTable, nullptr);
-    EXPECT_EQ(+p.tagData, nullptr);
+    EXPECT_TRUE(!p.tagTable && !p.tagData);
     EXPECT_EQ(p.tagCount, 1);
-}
 
-TEST(ProfileRecord, FreeICCDataReleasesOnlyTheImage) {
     ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
@@ -122,93 +96,68 @@ TEST(ProfileRecord, FreeICCDataReleasesOnlyTheImage) {
     EXPECT_NE(+sp->header, nullptr);
 }
 
-TEST(ProfileBytes, GetReadsBigEndianInThirtyTwoBits) {
+TEST(ProfileBytes, GetReadsThirtyTwoBitsAndSetWritesSixtyFour) {
     const uint8_t b[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 8), 0x05060708u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 5), 0x02030405u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 4), 0x01020304u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 2), 0x0102u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 1), 1u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 0), 0u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 9), 0u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, -1), 0u);
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(nullptr, 4), 0u);
-}
+    const struct {
+        const uint8_t* from;
+        int n;
+        uint32_t value;
+    } gets[] = {{b, 8, 0x05060708u}, {b, 5, 0x02030405u}, {b, 4, 0x01020304u}, {b, 2, 0x0102u},
+                {b, 1, 1u},          {b, 0, 0u},          {b, 9, 0u},          {b, -1, 0u}, {nullptr, 4, 0u}};
+    for (const auto& g : gets) EXPECT_EQ(Quv_ClrIntIccGetBytes(g.from, g.n), g.value) << g.n;
 
-TEST(ProfileBytes, SetWritesAllSixtyFourBits) {
-    uint8_t b[9] = {};
-    ASSERT_EQ(Quv_ClrIntIccSetBytes(b, 0x0102030405060708u, 8), CLR_SUCCESS);
+    uint8_t s[9] = {};
+    ASSERT_EQ(Quv_ClrIntIccSetBytes(s, 0x0102030405060708u, 8), CLR_SUCCESS);
     const uint8_t want[9] = {1, 2, 3, 4, 5, 6, 7, 8, 0};
-    EXPECT_EQ(std::memcmp(b, want, 9), 0);
-    // The pair is asymmetric: the eight bytes do not come back whole.
-    EXPECT_EQ(Quv_ClrIntIccGetBytes(b, 8), 0x05060708u);
-
-    ASSERT_EQ(Quv_ClrIntIccSetBytes(b, 0xAABBCC, 2), CLR_SUCCESS);
-    EXPECT_EQ(b[0], 0xBB);
-    EXPECT_EQ(b[1], 0xCC);
-    EXPECT_EQ(b[2], 3);
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 1, 0), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 1, 9), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(std::memcmp(s, want, 9), 0);
+    ASSERT_EQ(Quv_ClrIntIccSetBytes(s, 0xAABBCC, 2), CLR_SUCCESS);
+    EXPECT_EQ(std::vector<uint8_t>(s, s + 3), (std::vector<uint8_t>{0xBB, 0xCC, 3}));
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 1, 0), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 1, 9), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_ClrIntIccSetBytes(nullptr, 1, 4), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(b, 0xFFFF, -2), CLR_SUCCESS);
-    EXPECT_EQ(b[0], 0xBB);
+    EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 0xFFFF, -2), CLR_SUCCESS);
+    EXPECT_EQ(s[0], 0xBB);
 }
 
 // ---- fixed-point numbers ----
 
-struct Encoded {
-    double value;
-    uint32_t bits;
-};
-
-TEST(FixedPoint, S15Fixed16IsBuiltDigitByDigit) {
-    const Encoded cases[] = {
+TEST(FixedPoint, EncodingsAreBuiltDigitByDigit) {
+    struct Encoded {
+        double value;
+        uint32_t bits;
+    };
+    const Encoded s15[] = {
         {0.0, 0},          {1.0, 0x10000},     {3.0, 0x30000},   {0.5, 0x8},         {0.25, 0x4},
         {0.75, 0xC},       {0.625, 0xA},       {1.5, 0x18},      {2.25, 0x24},       {0.9642, 0xF6D6},
         {0.64, 0xA3D7},    {0.8249, 0xD32D},   {0.999999, 0xFFF0}, {65536.0, 0},     {0.0625, 1},
         {1.0625, 0x11},    {-1.5, 0xFFFF0000}, {-0.25, 0},       {-1.0, 0xFFFF0000}, {-2.0, 0xFFFE0000},
     };
-    for (const Encoded& c : cases) EXPECT_EQ(Quv_DoubleTo2bFixed2bNumber(c.value), c.bits) << c.value;
-}
-
-TEST(FixedPoint, U8Fixed8IsBuiltDigitByDigitInSixteenBits) {
-    const Encoded cases[] = {
+    for (const Encoded& c : s15) EXPECT_EQ(Quv_DoubleTo2bFixed2bNumber(c.value), c.bits) << c.value;
+    const Encoded u8[] = {
         {1.0, 0x0100}, {2.2, 0x0233},   {1.8, 0x01CD},   {0.5, 0x0008}, {1.5, 0x0018},
         {1.03125, 0x0108}, {0.9999, 0x00F0}, {255.0, 0xFF00}, {256.0, 0}, {0.0, 0},
     };
-    for (const Encoded& c : cases) EXPECT_EQ(Quv_DoubleToU8Fixed8Number(c.value), c.bits) << c.value;
-}
-
-TEST(FixedPoint, DecodingReadsEveryDigitAndIgnoresTheSign) {
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0x00010000), 1.0);
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0xF6D6), 0.964202880859375);
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0xFFFF0000), 65535.0);
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(-1.0)), 65535.0);
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(0.5)), 0.0001220703125);
-    EXPECT_EQ(Quv_2bFixed2bNumberToDouble(0x00028000), 2.5);
-    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0x0233), 2.19921875);
-    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0xFF80), 255.5);
-    EXPECT_EQ(Quv_U8Fixed8NumberToDouble(0x0001), 1.0 / 256);
-}
-
-TEST(FixedPoint, WholeNumbersAndFourDigitFractionsRoundTrip) {
-    for (double v : {0.0, 1.0, 7.0, 255.0, 32767.0}) {
-        EXPECT_EQ(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(v)), v);
-        if (v <= 255) {
-            EXPECT_EQ(Quv_U8Fixed8NumberToDouble(uint16_t(Quv_DoubleToU8Fixed8Number(v))), v);
-        }
-    }
-    EXPECT_NEAR(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(0.9642)), 0.9642, 1.0 / 65536);
-    EXPECT_NEAR(Quv_2bFixed2bNumberToDouble(Quv_DoubleTo2bFixed2bNumber(12.3456)), 12.3456, 1.0 / 65536);
+    for (const Encoded& c : u8) EXPECT_EQ(Quv_DoubleToU8Fixed8Number(c.value), c.bits) << c.value;
     // Out-of-range values have no settled bits, but they are computed without
     // faulting.
     Quv_DoubleTo2bFixed2bNumber(1e300);
     Quv_DoubleToU8Fixed8Number(40000.5);
 }
 
+TEST(FixedPoint, DecodingReadsEveryDigitAndIgnoresTheSign) {
+    const struct {
+        uint32_t bits;
+        double value;
+    } s15[] = {{0x00010000, 1.0}, {0xF6D6, 0.964202880859375}, {0xFFFF0000, 65535.0}, {0x8, 0.0001220703125},
+               {0x00028000, 2.5}},
+      u8[] = {{0x0233, 2.19921875}, {0xFF80, 255.5}, {0x0001, 1.0 / 256}};
+    for (const auto& c : s15) EXPECT_EQ(Quv_2bFixed2bNumberToDouble(c.bits), c.value) << c.bits;
+    for (const auto& c : u8) EXPECT_EQ(Quv_U8Fixed8NumberToDouble(uint16_t(c.bits)), c.value) << c.bits;
+}
+
 // ---- header ----
 
-TEST(Header, InitSetsTheDefaultsAndBuildsNoImage) {
+TEST(Header, InitSetsTheDefaultsAndTheFirstSetterBuildsTheImage) {
     EXPECT_EQ(Quv_InitICCHeader(nullptr), CLR_INVALID_PARAMETER);
     ScopedProfile sp;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
@@ -219,34 +168,20 @@ TEST(Header, InitSetsTheDefaultsAndBuildsNoImage) {
     EXPECT_EQ(h.illuminantX, 0xF6D6);
     EXPECT_EQ(h.illuminantY, 0x10000);
     EXPECT_EQ(h.illuminantZ, 0xD32D);
-    EXPECT_EQ(h.deviceClass, 0u);
-    EXPECT_EQ(h.renderingIntent, 0u);
-    EXPECT_EQ(h.dateTime.year, 0);
+    EXPECT_EQ(h.deviceClass + h.renderingIntent + h.dateTime.year, 0u);
     EXPECT_EQ(+sp->image, nullptr);
-
     // An existing header is reused and cleared.
     IccHeader* before = sp->header;
     sp->header->creator = 77;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
     EXPECT_EQ(+sp->header, before);
     EXPECT_EQ(sp->header->creator, 0u);
-}
 
-TEST(Header, TheFirstSetterBuildsAnImageOfTheHeaderAlone) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_SetICCCMMType(sp.get(), sig("quvc")), CLR_SUCCESS);
-    ASSERT_NE(+sp->image, nullptr);
     ASSERT_EQ(+sp->dataSize, 132u);
-    const uint8_t* im = sp->image;
-    EXPECT_EQ(be32(im), 132u);
-    EXPECT_EQ(be32(im + 4), sig("quvc"));
-    EXPECT_EQ(be32(im + 8), 0x04200000u);
-    EXPECT_EQ(be32(im + 36), sig("acsp"));
-    EXPECT_EQ(be32(im + 68), 0xF6D6u);
-    EXPECT_EQ(be32(im + 72), 0x10000u);
-    EXPECT_EQ(be32(im + 76), 0xD32Du);
-    EXPECT_EQ(be32(im + 128), 0u);
+    const std::pair<int, uint32_t> words[] = {{0, 132},       {4, sig("quvc")}, {8, 0x04200000}, {36, sig("acsp")},
+                                              {68, 0xF6D6},   {72, 0x10000},    {76, 0xD32D},    {128, 0}};
+    for (auto [at, want] : words) EXPECT_EQ(be32(sp->image + at), want) << at;
 }
 
 TEST(Header, SettersStoreTheirFieldAndRebuild) {
@@ -260,32 +195,20 @@ TEST(Header, SettersStoreTheirFieldAndRebuild) {
     ASSERT_EQ(Quv_SetICCDevModel(sp.get(), 0x1234), CLR_SUCCESS);
     ASSERT_EQ(Quv_SetICCRenderingIntent(sp.get(), 3), CLR_SUCCESS);
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), sig("quvc")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_SetICCFlags(sp.get(), 7), CLR_SUCCESS);                           // low two bits kept
+    ASSERT_EQ(Quv_SetICCDeviceAttributes(sp.get(), int32_t(0xFFFFFFFF)), CLR_SUCCESS);  // low four
     const IccDateTimeNumber date = {2025, 13, 40, 25, 61, 99};  // no range check
     ASSERT_EQ(Quv_SetICCDateTime(sp.get(), &date), CLR_SUCCESS);
     const uint8_t* im = sp->image;
-    EXPECT_EQ(be32(im + 12), sig("prtr"));
-    EXPECT_EQ(be32(im + 16), sig("CMYK"));
-    EXPECT_EQ(be32(im + 20), sig("Lab "));
-    EXPECT_EQ(be32(im + 40), sig("MSFT"));
-    EXPECT_EQ(be32(im + 48), sig("QUVM"));
-    EXPECT_EQ(be32(im + 52), 0x1234u);
-    EXPECT_EQ(be32(im + 64), 3u);
-    EXPECT_EQ(be32(im + 80), sig("quvc"));
+    const std::pair<int, uint32_t> words[] = {{12, sig("prtr")}, {16, sig("CMYK")}, {20, sig("Lab ")},
+                                              {40, sig("MSFT")}, {44, 3},           {48, sig("QUVM")},
+                                              {52, 0x1234},      {56, 0},           {60, 0x0F},
+                                              {64, 3},           {80, sig("quvc")}};
+    for (auto [at, want] : words) EXPECT_EQ(be32(im + at), want) << at;
     const uint8_t dateBytes[12] = {0x07, 0xE9, 0, 13, 0, 40, 0, 25, 0, 61, 0, 99};
     EXPECT_EQ(std::memcmp(im + 24, dateBytes, 12), 0);
-    EXPECT_EQ(sp->header->dateTime.month, 13);
-}
-
-TEST(Header, FlagsAndAttributesKeepTheirLowBits) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_SetICCFlags(sp.get(), 7), CLR_SUCCESS);
     EXPECT_EQ(sp->header->flags, 3u);
-    ASSERT_EQ(Quv_SetICCDeviceAttributes(sp.get(), int32_t(0xFFFFFFFF)), CLR_SUCCESS);
     EXPECT_EQ(sp->header->attributes, 15u);
-    for (int i = 56; i < 63; ++i) EXPECT_EQ(sp->image[i], 0) << i;
-    EXPECT_EQ(sp->image[63], 0x0F);
-    EXPECT_EQ(be32(sp->image + 44), 3u);
 }
 
 TEST(Header, ClosedListsRefuseOtherValues) {
@@ -312,18 +235,10 @@ TEST(Header, ClosedListsRefuseOtherValues) {
     EXPECT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), int32_t(sig("TGNT"))), CLR_INVALID_PARAMETER);
 
     for (uint32_t intent = 0; intent < 4; ++intent) EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), intent), CLR_SUCCESS);
-    EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 4), CLR_INVALID_PARAMETER);
-}
-
-TEST(Header, ARefusedValueLeavesHeaderAndImageAlone) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_SetICCRenderingIntent(sp.get(), 2), CLR_SUCCESS);
-    uint8_t* image = sp->image;
+    // A refused value leaves the header and the image alone.
     const std::vector<uint8_t> before = imageOf(sp.p);
-    EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 9), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(sp->header->renderingIntent, 2u);
-    EXPECT_EQ(+sp->image, image);
+    EXPECT_EQ(Quv_SetICCRenderingIntent(sp.get(), 4), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(sp->header->renderingIntent, 3u);
     EXPECT_EQ(imageOf(sp.p), before);
 }
 
@@ -348,7 +263,6 @@ TEST(Header, ConnectionSpaceNeedsAClassAndDependsOnIt) {
     ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
     EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_INVALID_PARAMETER);
-
     ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("scnr")), CLR_SUCCESS);
     EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("RGB ")), CLR_INVALID_PARAMETER);
     ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_SUCCESS);
@@ -367,17 +281,7 @@ TEST(Header, ConnectionSpaceNeedsAClassAndDependsOnIt) {
     EXPECT_EQ(be32(sp->image + 20), sig("RGB "));
 }
 
-TEST(Header, ProfileIdIsClearedNeverComputed) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->header->profileId[0], 0xA0);
-    ASSERT_EQ(Quv_SetICCProfileId(sp.get()), CLR_SUCCESS);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(sp->header->profileId[i], 0);
-    for (int i = 84; i < 100; ++i) EXPECT_EQ(sp->image[i], 0);
-}
-
-TEST(Header, TheReservedAreaDoesNotSurviveARebuild) {
+TEST(Header, IdIsClearedNeverComputedAndTheReservedAreaDoesNotSurviveARebuild) {
     std::vector<uint8_t> bytes = smallProfile();
     for (int i = 100; i < 128; ++i) bytes[i] = uint8_t(i);
     ScopedProfile sp;
@@ -385,11 +289,16 @@ TEST(Header, TheReservedAreaDoesNotSurviveARebuild) {
     EXPECT_EQ(sp->header->reserved[0], 100);
     EXPECT_EQ(sp->image[127], 127);  // the parsed image is a copy
     ASSERT_EQ(Quv_SetICCFlags(sp.get(), 1), CLR_SUCCESS);
-    for (int i = 100; i < 128; ++i) EXPECT_EQ(sp->image[i], 0) << i;
     EXPECT_EQ(sp->header->reserved[27], 127);
     // Apart from the reserved bytes and the flags, the rebuilt image is the file.
     bytes[47] = 1;
     for (int i = 100; i < 128; ++i) bytes[i] = 0;
+    EXPECT_EQ(imageOf(sp.p), bytes);
+
+    EXPECT_EQ(sp->header->profileId[0], 0xA0);
+    ASSERT_EQ(Quv_SetICCProfileId(sp.get()), CLR_SUCCESS);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(sp->header->profileId[i], 0);
+    for (int i = 84; i < 100; ++i) bytes[i] = 0;
     EXPECT_EQ(imageOf(sp.p), bytes);
 }
 
@@ -420,22 +329,26 @@ TEST(ParseMemory, RefusesNullArgumentsAndEmptyBuffers) {
 
 TEST(ParseMemory, DecodesHeaderTableAndData) {
     std::vector<uint8_t> bytes = smallProfile();
+    const uint8_t attributes[8] = {0, 0, 0, 0x0F, 0, 0, 0, 5};  // only the last four count
+    std::memcpy(bytes.data() + 56, attributes, 8);
     ScopedProfile sp;
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
     const IccHeader& h = *sp->header;
-    EXPECT_EQ(h.size, bytes.size());
-    EXPECT_EQ(h.cmmType, sig("lcms"));
-    EXPECT_EQ(h.deviceClass, sig("mntr"));
-    EXPECT_EQ(h.colorSpace, sig("RGB "));
-    EXPECT_EQ(h.connectionSpace, sig("XYZ "));
-    EXPECT_EQ(h.dateTime.year, 2024);
-    EXPECT_EQ(h.dateTime.seconds, 45);
-    EXPECT_EQ(h.primaryPlatform, sig("APPL"));
-    EXPECT_EQ(h.model, 0x1234u);
-    EXPECT_EQ(h.renderingIntent, 1u);
-    EXPECT_EQ(h.illuminantX, 0xF6D6);
-    EXPECT_EQ(h.creator, sig("quvc"));
-    EXPECT_EQ(h.profileId[15], 0xAF);
+    const uint32_t fields[][2] = {{h.size, uint32_t(bytes.size())},
+                                  {h.cmmType, sig("lcms")},
+                                  {h.deviceClass, sig("mntr")},
+                                  {h.colorSpace, sig("RGB ")},
+                                  {h.connectionSpace, sig("XYZ ")},
+                                  {h.dateTime.year, 2024},
+                                  {h.dateTime.seconds, 45},
+                                  {h.primaryPlatform, sig("APPL")},
+                                  {h.model, 0x1234},
+                                  {uint32_t(h.attributes), 5},
+                                  {h.renderingIntent, 1},
+                                  {uint32_t(h.illuminantX), 0xF6D6},
+                                  {h.creator, sig("quvc")},
+                                  {h.profileId[15], 0xAF}};
+    for (size_t i = 0; i < std::size(fields); ++i) EXPECT_EQ(fields[i][0], fields[i][1]) << "field " << i;
     ASSERT_EQ(sp->tagCount, 5);
     EXPECT_EQ(sp->tagTable[0].signature, sig("desc"));
     EXPECT_EQ(sp->tagTable[0].offset, 132u + 60);
@@ -443,12 +356,11 @@ TEST(ParseMemory, DecodesHeaderTableAndData) {
     EXPECT_EQ(sp->tagTable[4].signature, sig("rTRC"));
     EXPECT_EQ(+sp->tagDataSize, bytes.size() - 192);
     EXPECT_EQ(std::memcmp(sp->tagData, bytes.data() + 192, sp->tagDataSize), 0);
-    EXPECT_EQ(+sp->dataSize, bytes.size());
     EXPECT_EQ(imageOf(sp.p), bytes);
     EXPECT_NE(+sp->image, bytes.data());
 }
 
-TEST(ParseMemory, TrustsSignatureVersionAndClasses) {
+TEST(ParseMemory, TrustsSignatureVersionAndClassesWhichAFileMustHave) {
     std::vector<uint8_t> bytes = smallProfile();
     putBe32(bytes, 36, sig("nope"));
     bytes[8] = 9;
@@ -456,21 +368,10 @@ TEST(ParseMemory, TrustsSignatureVersionAndClasses) {
     ScopedProfile sp;
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
     EXPECT_EQ(sp->header->signature, sig("nope"));
-
-    // The same bytes from a file are refused.
     TempFile file("nosig.icc");
     file.write(bytes);
     ScopedProfile fromFile;
     EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), fromFile.get()), CLR_INVALID_PROFILE);
-}
-
-TEST(ParseMemory, AttributesComeFromTheirLastFourBytes) {
-    std::vector<uint8_t> bytes = smallProfile();
-    const uint8_t attributes[8] = {0, 0, 0, 0x0F, 0, 0, 0, 5};
-    std::memcpy(bytes.data() + 56, attributes, 8);
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->header->attributes, 5u);
 }
 
 TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
@@ -482,9 +383,7 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     EXPECT_EQ(+sp->dataSize, 200u);
     EXPECT_EQ(sp->header->size, 100u);
     EXPECT_EQ(imageOf(sp.p), bytes);
-    EXPECT_EQ(sp->tagCount, 0);
-    EXPECT_EQ(+sp->tagTable, nullptr);
-    EXPECT_EQ(+sp->tagData, nullptr);
+    EXPECT_TRUE(sp->tagCount == 0 && !sp->tagTable && !sp->tagData);
     // A rebuild of a header that declares less than 132 bytes stays inside
     // its 100 bytes.
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 9), CLR_SUCCESS);
@@ -510,9 +409,7 @@ TEST(ParseMemory, ADeclaredSizeBeyondTheBufferIsUndone) {
     std::vector<uint8_t> bytes = smallProfile();
     ScopedProfile sp;
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    EXPECT_EQ(+sp->image, nullptr);
-    EXPECT_EQ(+sp->header, nullptr);
-
+    EXPECT_TRUE(!sp->image && !sp->header);
     // A header that was there before stays, with the declared size.
     Quv_InitICCHeader(sp.get());
     EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
@@ -520,35 +417,18 @@ TEST(ParseMemory, ADeclaredSizeBeyondTheBufferIsUndone) {
     EXPECT_EQ(sp->header->size, bytes.size());
 }
 
-TEST(ParseMemory, EveryTruncationGivesAStatusAndLeaksNothing) {
-    const std::vector<uint8_t> bytes = smallProfile();
-    const long shared = qt::liveSharedBlocks();
-    const long privateBlocks = qt::livePrivateBlocks();
-    for (size_t n = 1; n < bytes.size(); ++n) {
-        // Exactly n bytes, so that a read past them is caught.
-        std::vector<uint8_t> cut(bytes.begin(), bytes.begin() + n);
-        ScopedProfile sp;
-        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), cut.data(), n), CLR_EPS_PROFILE_MALFORMED) << n;
-        EXPECT_EQ(+sp->image, nullptr);
-    }
-    EXPECT_EQ(qt::liveSharedBlocks(), shared);
-    EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks);
-}
-
 TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
     std::vector<uint8_t> bytes = smallProfile();
-    for (uint32_t count : {16u, 0x10000000u, 0x7FFFFFFFu}) {
+    // A negative count is taken as no tags.
+    for (uint32_t count : {16u, 0x10000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         putBe32(bytes, 128, count);
         ScopedProfile sp;
-        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_EPS_PROFILE_MALFORMED);
-        EXPECT_EQ(sp->tagCount, 0);
+        const bool negative = count == 0xFFFFFFFFu;
+        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()),
+                  negative ? CLR_SUCCESS : CLR_EPS_PROFILE_MALFORMED);
+        EXPECT_EQ(sp->tagCount, negative ? -1 : 0);
+        EXPECT_EQ(+sp->tagTable, nullptr);
     }
-    // A negative count is taken as no tags.
-    putBe32(bytes, 128, 0xFFFFFFFFu);
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->tagCount, -1);
-    EXPECT_EQ(+sp->tagTable, nullptr);
 }
 
 TEST(ParseMemory, OutOfMemoryGivesFailure) {
@@ -574,32 +454,21 @@ TEST(Generate, PointerChecksTheSizesAndRebuilds) {
     EXPECT_EQ(Quv_GenerateICCPointer(nullptr), CLR_INVALID_PARAMETER);
     ScopedProfile sp;
     EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_NULL_ARGUMENT);
-
-    std::vector<uint8_t> bytes = smallProfile();
-    for (int i = 56; i < 60; ++i) bytes[i] = 0xEE;
-    for (int i = 100; i < 128; ++i) bytes[i] = 0xDD;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
-    // The two departures: attribute bytes 56 to 59 and the reserved area.
-    std::vector<uint8_t> want = bytes;
-    for (int i = 56; i < 60; ++i) want[i] = 0;
-    for (int i = 100; i < 128; ++i) want[i] = 0;
-    EXPECT_EQ(imageOf(sp.p), want);
-
-    uint8_t* image = sp->image;
-    sp->header->size += 1;
-    EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(+sp->dataSize, bytes.size());
-}
-
-TEST(Generate, AnEmptyProfileIsItsHeaderAndCount) {
-    ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);  // an empty profile: header and count
     ASSERT_EQ(+sp->dataSize, 132u);
-    EXPECT_EQ(be32(sp->image), 132u);
     EXPECT_EQ(be32(sp->image + 128), 0u);
+
+    // A rebuild of a parsed file is the file (the corpus test checks it on
+    // real profiles); a declared size that disagrees is refused.
+    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile parsed;
+    ASSERT_EQ(Quv_FillICCProfileStructure(parsed.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    uint8_t* image = parsed->image;
+    parsed->header->size += 1;
+    EXPECT_EQ(Quv_GenerateICCPointer(parsed.get()), CLR_INVALID_PROFILE);
+    EXPECT_EQ(+parsed->image, image);
+    EXPECT_EQ(+parsed->dataSize, bytes.size());
 }
 
 TEST(Generate, FileWritesTheHeldImage) {
@@ -618,11 +487,9 @@ TEST(Generate, FileWritesTheHeldImage) {
     ASSERT_EQ(Quv_GenerateICCFileA(sp.get(), out.path.c_str()), CLR_SUCCESS);
     EXPECT_EQ(out.read().size(), 140u);
 
-    const std::u16string missingDir = u"/nonexistent-dir/x.icc";
-    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), missingDir.c_str()), CLR_FILE_CREATE_FAILED);
+    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), u"/nonexistent-dir/x.icc"), CLR_FILE_CREATE_FAILED);
     EXPECT_EQ(Quv_GenerateICCFileA(sp.get(), nullptr), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_GenerateICCFileA(nullptr, out.path.c_str()), CLR_INVALID_PARAMETER);
-
     // Without an image there is nothing to write.
     ScopedProfile empty;
     empty->dataSize = 10;
@@ -647,15 +514,12 @@ TEST(ParseFile, LoadsAFileThroughBothNames) {
     ScopedProfile again;
     ASSERT_EQ(Quv_FillICCProfileFromICCFile(wide.c_str(), again.get()), CLR_SUCCESS);
     EXPECT_EQ(+again->dataSize, bytes.size() - 40);
-}
 
-TEST(ParseFile, RefusesMissingArgumentsAndFiles) {
-    ScopedProfile sp;
-    const std::u16string missing = u"/nonexistent-dir/none.icc";
+    const char16_t* missing = u"/nonexistent-dir/none.icc";
     EXPECT_EQ(Quv_FillICCProfileFromICCFile(nullptr, sp.get()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing.c_str(), nullptr), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing, nullptr), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_FillICCProfileFromICCFileA(nullptr, sp.get()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing.c_str(), sp.get()), CLR_FILE_CREATE_FAILED);
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing, sp.get()), CLR_FILE_CREATE_FAILED);
 }
 
 TEST(ParseFile, ChecksSizeAndVersion) {
@@ -675,45 +539,23 @@ TEST(ParseFile, ChecksSizeAndVersion) {
         {"4.9 with byte 11", [](std::vector<uint8_t>& b) { b[9] = 0x90; b[11] = 1; }, CLR_INVALID_PROFILE},
         {"4.8 with byte 10", [](std::vector<uint8_t>& b) { b[9] = 0x80; b[10] = 1; }, CLR_SUCCESS},
         {"no acsp", [](std::vector<uint8_t>& b) { b[36] = 'A'; }, CLR_INVALID_PROFILE},
+        // The file checks pass; the table then runs past the declared bytes.
+        {"declared 140", [](std::vector<uint8_t>& b) { putBe32(b, 0, 140); }, CLR_EPS_PROFILE_MALFORMED},
+        {"declared 100", [](std::vector<uint8_t>& b) { putBe32(b, 0, 100); }, CLR_EPS_PROFILE_MALFORMED},
     };
+    TempFile file("check.icc");
     for (const Case& c : cases) {
         std::vector<uint8_t> bytes = smallProfile();
         c.edit(bytes);
-        TempFile file("check.icc");
         file.write(bytes);
         ScopedProfile sp;
         EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), c.status) << c.name;
     }
 }
 
-TEST(ParseFile, EveryTruncatedFileGivesAStatus) {
-    const std::vector<uint8_t> bytes = smallProfile();
-    TempFile file("cut.icc");
-    for (size_t n = 0; n < bytes.size(); ++n) {
-        file.write(std::vector<uint8_t>(bytes.begin(), bytes.begin() + n));
-        ScopedProfile sp;
-        const ClrStatus status = Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get());
-        EXPECT_EQ(status, n < 128 ? CLR_FILE_READ_FAILED : CLR_INVALID_PROFILE) << n;
-        EXPECT_EQ(+sp->image, nullptr);
-    }
-}
-
-TEST(ParseFile, ADeclaredSizeBelowTheTableGivesAStatus) {
-    // The file checks pass; the table then runs past the declared bytes.
-    std::vector<uint8_t> bytes = smallProfile();
-    putBe32(bytes, 0, 140);
-    TempFile file("short.icc");
-    file.write(bytes);
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), CLR_EPS_PROFILE_MALFORMED);
-    putBe32(bytes, 0, 100);
-    file.write(bytes);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), CLR_EPS_PROFILE_MALFORMED);
-}
-
 // ---- type signatures ----
 
-TEST(TagTypeSig, ReadsTheFirstMatchingRow) {
+TEST(TagTypeSig, ReadsTheFirstMatchingRowInsideTheData) {
     std::vector<uint8_t> bytes = smallProfile();
     ScopedProfile sp;
     EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), 0u);
@@ -727,15 +569,9 @@ TEST(TagTypeSig, ReadsTheFirstMatchingRow) {
     sp->tagTable[3].signature = sig("desc");
     sp->tagTable[0].signature = sig("tech");
     EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("tech")), sig("text"));
-}
-
-TEST(TagTypeSig, RowsPointingOutsideTheDataGiveNoType) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
     for (uint32_t offset : {0u, 100u, 191u, uint32_t(bytes.size()) - 3, uint32_t(bytes.size()), 0xFFFFFFF0u}) {
         sp->tagTable[0].offset = offset;
-        EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), 0u) << offset;
+        EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("tech")), 0u) << offset;
     }
 }
 

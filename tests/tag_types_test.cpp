@@ -65,16 +65,11 @@ std::vector<uint8_t> lcmsProfile() {
     seq->seq[0].Manufacturer = text("en", "US", L"Makers01");
     seq->seq[0].Model = text("en", "US", L"Model 01");
     cmsWriteTag(h, cmsSigProfileSequenceDescTag, seq);
-    cmsUInt32Number n = 0;
-    cmsSaveProfileToMem(h, nullptr, &n);
-    std::vector<uint8_t> bytes(n);
-    cmsSaveProfileToMem(h, bytes.data(), &n);
     cmsFreeProfileSequenceDescription(seq);
     cmsFreeNamedColorList(named);
     cmsFreeNamedColorList(colorants);
     cmsMLUfree(cprt);
-    cmsCloseProfile(h);
-    return bytes;
+    return lcmsImage(h);
 }
 
 TEST(LcmsWrittenTags, ReadAsLcmsReadsThemAndWriteBackTheSameBytes) {

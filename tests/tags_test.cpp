@@ -4,8 +4,6 @@
 #include "icc_support.h"
 #include "test_support.h"
 
-#include "platform/memory.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -15,11 +13,6 @@ namespace {
 
 using namespace quvtest;
 namespace qt = quv::testing;
-
-struct AllocationFailure {
-    explicit AllocationFailure(long successes) { qt::failAllocationsAfter(successes); }
-    ~AllocationFailure() { qt::failAllocationsAfter(-1); }
-};
 
 // A profile that holds only a header, with an image.
 void initEmpty(ScopedProfile& sp) {
@@ -67,34 +60,27 @@ TEST(TagGet, RefusesNullArgumentsAndMissingTags) {
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), &r, sig("cprt")), CLR_TAG_NOT_FOUND);
 }
 
-TEST(TagGet, DecodesEachBasicTypeInHostOrder) {
+TEST(TagGet, DecodesDataAndSignatureTypesInHostOrder) {
     std::vector<uint8_t> bytes = smallProfile();
     ScopedProfile sp;
     parse(sp, bytes);
 
-    ScopedRecord text;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), text.get(), sig("desc")), CLR_SUCCESS);
-    EXPECT_EQ(text.r.head.signature, ICC_TYPE_TEXT);
-    EXPECT_STREQ(text.r.text.text, "quv");
-
-    ScopedRecord xyz;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("wtpt")), CLR_SUCCESS);
-    EXPECT_EQ(xyz.r.head.signature, ICC_TYPE_XYZ);
-    ASSERT_EQ(xyz.r.xyz.count, 1u);
-    EXPECT_EQ(xyz.r.xyz.values[0].x, 0xF6D6u);
-    EXPECT_EQ(xyz.r.xyz.values[0].y, 0x10000u);
-    EXPECT_EQ(xyz.r.xyz.values[0].z, 0xD32Du);
-
+    // Text, XYZ and curves are read from every real profile by the corpus test.
     ScopedRecord data;
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), data.get(), sig("targ")), CLR_SUCCESS);
     EXPECT_EQ(data.r.data.flag, 1u);
     ASSERT_EQ(data.r.data.size, 3u);
-    EXPECT_EQ(data.r.data.bytes[0], 9);
-    EXPECT_EQ(data.r.data.bytes[2], 7);
+    EXPECT_EQ(std::memcmp(data.r.data.bytes, "\x09\x08\x07", 3), 0);
 
     ScopedRecord sigRecord;
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), sigRecord.get(), sig("tech")), CLR_SUCCESS);
     EXPECT_EQ(sigRecord.r.sig.value, sig("fscn"));
+
+    // A signature listed twice gives the first row.
+    sp->tagTable[3].signature = sig("wtpt");
+    ScopedRecord first;
+    ASSERT_EQ(Quv_GetICCTagData(sp.get(), first.get(), sig("wtpt")), CLR_SUCCESS);
+    EXPECT_EQ(first.r.head.signature, ICC_TYPE_XYZ);
 }
 
 TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
@@ -119,16 +105,6 @@ TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
     both.type = sig("vcgt");
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), both.get(), sig("vcgt")), CLR_TAG_UNKNOWN_BOTH);
     EXPECT_EQ(both.r.unknown.size, 6u);
-}
-
-TEST(TagGet, ASignatureListedTwiceGivesTheFirstRow) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    parse(sp, bytes);
-    sp->tagTable[3].signature = sig("wtpt");
-    ScopedRecord r;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("wtpt")), CLR_SUCCESS);
-    EXPECT_EQ(r.r.head.signature, ICC_TYPE_XYZ);
 }
 
 TEST(TagGet, AShortTextTagGivesAnEmptyBlock) {
@@ -210,35 +186,6 @@ TEST(TagTrust, TypesThatReadPastTheirHeadNeedThoseBytes) {
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), data.get(), sig("targ")), CLR_INVALID_TAG_DATA);
     ScopedRecord signature;
     EXPECT_EQ(Quv_GetICCTagData(sp.get(), signature.get(), sig("tech")), CLR_INVALID_TAG_DATA);
-}
-
-TEST(TagTrust, RandomTablesNeverReadOutsideTheProfile) {
-    const std::vector<uint8_t> original = smallProfile();
-    for (uint32_t seed = 1; seed <= 300; ++seed) {
-        std::vector<uint8_t> bytes = original;
-        const std::vector<uint8_t> noise = randomBytes(60, seed);
-        // Keep signatures, scramble offsets and sizes (small numbers mostly).
-        for (int i = 0; i < 5; ++i) {
-            putBe32(bytes, 136 + 12 * i, uint32_t(noise[12 * i]) * 2 + (noise[12 * i + 1] & 0x80 ? 0xFFFF0000 : 0));
-            putBe32(bytes, 140 + 12 * i, uint32_t(noise[12 * i + 2]) >> (noise[12 * i + 3] & 7));
-        }
-        ScopedProfile sp;
-        parse(sp, bytes);
-        for (int i = 0; i < 5; ++i) {
-            ScopedRecord r;
-            r.type = Quv_GetICCTagTypeSig(sp.get(), sp->tagTable[i].signature);
-            const ClrStatus s = Quv_GetICCTagData(sp.get(), r.get(), sp->tagTable[i].signature);
-            EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_TAG_UNKNOWN_TYPE || s == CLR_INVALID_TAG_DATA) << s;
-        }
-        // Then edit it: a Set, deletions, and the image rebuilt each time.
-        IccTagRecord s{};
-        s.sig.value = sig("abcd");
-        Quv_SetICCTagData(sp.get(), &s, sig("tech"), ICC_TYPE_SIG);
-        while (sp->tagCount > 0 &&
-               Quv_DeleteICCTag(sp.get(), sp->tagTable[0].signature, nullptr) != CLR_INVALID_PARAMETER) {
-        }
-        EXPECT_LE(+sp->dataSize, 4096u);
-    }
 }
 
 // ---- writing and the layout ----
@@ -486,20 +433,15 @@ TEST(TagCreate, GivesWireOrderRecords) {
     EXPECT_EQ(Quv_CreateICCTagData(nullptr, &in, ICC_TYPE_SIG), CLR_INVALID_PARAMETER);
     EXPECT_EQ(Quv_CreateICCTagData(&out, nullptr, ICC_TYPE_SIG), CLR_INVALID_PARAMETER);
 
-    in.sig.value = 'A';
-    ASSERT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG), CLR_SUCCESS);
-    EXPECT_EQ(std::memcmp(&out.sig.head.signature, "sig ", 4), 0);
-    EXPECT_EQ(out.sig.head.reserved, 0u);
-    EXPECT_EQ(std::memcmp(&out.sig.value, "A   ", 4), 0);
-    in.sig.value = 0x4142;
-    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
-    EXPECT_EQ(std::memcmp(&out.sig.value, "AB  ", 4), 0);
-    in.sig.value = 0x414243;
-    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
-    EXPECT_EQ(std::memcmp(&out.sig.value, "ABC ", 4), 0);
-    in.sig.value = sig("ABCD");
-    Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG);
-    EXPECT_EQ(std::memcmp(&out.sig.value, "ABCD", 4), 0);
+    // Short signatures are widened with blanks.
+    for (auto [value, wire] : {std::pair<uint32_t, const char*>{'A', "A   "}, {0x4142, "AB  "}, {0x414243, "ABC "},
+                               {sig("ABCD"), "ABCD"}}) {
+        in.sig.value = value;
+        ASSERT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_SIG), CLR_SUCCESS);
+        EXPECT_EQ(std::memcmp(&out.sig.head.signature, "sig ", 4), 0);
+        EXPECT_EQ(out.sig.head.reserved, 0u);
+        EXPECT_EQ(std::memcmp(&out.sig.value, wire, 4), 0) << wire;
+    }
 
     std::vector<uint16_t> shorts = {0x0102, 0xA0B0};
     IccTagRecord a{};
@@ -587,16 +529,23 @@ TEST(TextType, SetMeasuresTwiceInSixteenBitUnits) {
     }
 }
 
-// ---- data ----
+// ---- data, signature and number arrays ----
 
-TEST(DataType, BinaryDataKeepsItsSize) {
+TEST(DataType, BinaryKeepsItsSizeAndOnlyFlagsZeroAndOneAreTaken) {
     ScopedProfile sp;
     initEmpty(sp);
     uint8_t bytes[5] = {1, 2, 3, 4, 5};
     IccTagRecord in{};
-    in.data.flag = 1;
     in.data.bytes = bytes;
     in.data.size = 5;
+    IccTagRecord out{};
+    for (uint32_t flag : {2u, 0xFFFFFFFFu}) {
+        in.data.flag = flag;
+        EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
+        EXPECT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
+    }
+    EXPECT_EQ(sp->tagCount, 0);
+    in.data.flag = 1;
     ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_SUCCESS);
     EXPECT_EQ(sp->tagTable[0].size, 17u);
     EXPECT_EQ(+sp->tagDataSize, 20u);
@@ -605,6 +554,8 @@ TEST(DataType, BinaryDataKeepsItsSize) {
     EXPECT_EQ(back.r.data.flag, 1u);
     ASSERT_EQ(back.r.data.size, 5u);
     EXPECT_EQ(std::memcmp(back.r.data.bytes, bytes, 5), 0);
+    in.data.bytes = nullptr;
+    EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
 }
 
 TEST(DataType, AsciiDataGrowsByTwoOnEachRoundTrip) {
@@ -631,53 +582,17 @@ TEST(DataType, AsciiDataGrowsByTwoOnEachRoundTrip) {
         EXPECT_EQ(back.r.data.bytes[size], 0);
         ASSERT_EQ(Quv_SetICCTagData(sp.get(), back.get(), sig("targ"), ICC_TYPE_DATA), CLR_SUCCESS);
     }
-}
 
-TEST(DataType, FlagsOtherThanZeroAndOneAreRefused) {
-    ScopedProfile sp;
-    initEmpty(sp);
-    uint8_t bytes[2] = {1, 2};
-    IccTagRecord in{};
-    in.data.flag = 2;
-    in.data.bytes = bytes;
-    in.data.size = 2;
-    IccTagRecord out{};
-    EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("targ"), ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
-    in.data.flag = 0;
-    in.data.bytes = nullptr;
-    EXPECT_EQ(Quv_CreateICCTagData(&out, &in, ICC_TYPE_DATA), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(sp->tagCount, 0);
-}
-
-TEST(DataType, AsciiDataAtTheEndOfTheDataImageGetsAZeroTerminator) {
-    // Seven ASCII bytes fill the value to a multiple of four: nothing follows.
+    // At the very end of the data image nothing follows: a zero is supplied.
     std::vector<uint8_t> bytes = iccImage({{sig("targ"), tagValue(sig("data"), {0, 0, 0, 0, 'a', 'b', 'c', 'd'})}});
-    ScopedProfile sp;
-    parse(sp, bytes);
-    ASSERT_EQ(+sp->tagDataSize, 16u);
+    ScopedProfile last;
+    parse(last, bytes);
+    ASSERT_EQ(+last->tagDataSize, 16u);
     ScopedRecord r;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("targ")), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GetICCTagData(last.get(), r.get(), sig("targ")), CLR_SUCCESS);
     ASSERT_EQ(r.r.data.size, 4u);
     EXPECT_EQ(r.r.data.bytes[4], 0);
 }
-
-// ---- signature ----
-
-TEST(SignatureType, ShortValuesAreWidenedWithBlanks) {
-    ScopedProfile sp;
-    initEmpty(sp);
-    IccTagRecord in{};
-    in.sig.value = 'Q';
-    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &in, sig("tech"), ICC_TYPE_SIG), CLR_SUCCESS);
-    EXPECT_EQ(tagBytes(sp.get(), sig("tech")), tagValue(ICC_TYPE_SIG, {'Q', ' ', ' ', ' '}));
-    EXPECT_EQ(+sp->tagDataSize, 12u);
-    ScopedRecord back;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("tech")), CLR_SUCCESS);
-    EXPECT_EQ(back.r.sig.value, sig("Q   "));
-}
-
-// ---- number arrays ----
 
 TEST(NumberArrays, ElementCountsComeFromTheRowSize) {
     std::vector<uint8_t> bytes = iccImage({
@@ -687,65 +602,64 @@ TEST(NumberArrays, ElementCountsComeFromTheRowSize) {
     });
     ScopedProfile sp;
     parse(sp, bytes);
-    ScopedRecord u32;
+    ScopedRecord u32, xyz, none;
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), u32.get(), sig("aaaa")), CLR_TAG_UNKNOWN_SIGNATURE);
     EXPECT_EQ(u32.r.uint32Array.count, 0u);
-    ScopedRecord xyz;
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), xyz.get(), sig("bbbb")), CLR_TAG_UNKNOWN_SIGNATURE);
     EXPECT_EQ(xyz.r.xyz.count, 2u);
     EXPECT_EQ(xyz.r.xyz.values[1].z, 0x01010101u);
-    ScopedRecord none;
     ASSERT_EQ(Quv_GetICCTagData(sp.get(), none.get(), sig("cccc")), CLR_TAG_UNKNOWN_SIGNATURE);
     EXPECT_EQ(none.r.uint8Array.count, 0u);
 }
 
 TEST(NumberArrays, EachWidthIsStoredBigEndianWithItsPadding) {
-    ScopedProfile sp;
-    initEmpty(sp);
     std::vector<uint16_t> u16 = {0x0102, 0x0304, 0x0506};
-    IccTagRecord r16{};
-    r16.uint16Array.values = u16.data();
-    r16.uint16Array.count = 3;
-    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r16, sig("bkpt"), ICC_TYPE_UINT16), CLR_SUCCESS);
-    EXPECT_EQ(sp->tagTable[0].size, 14u);
-    EXPECT_EQ(+sp->tagDataSize, 16u);
-    EXPECT_EQ(sp->tagData[14], 0);
-    EXPECT_EQ(sp->tagData[15], 0);
-    EXPECT_EQ(tagBytes(sp.get(), sig("bkpt")), tagValue(ICC_TYPE_UINT16, {1, 2, 3, 4, 5, 6}));
-
     std::vector<uint64_t> u64 = {0x1122334455667788u};
-    IccTagRecord r64{};
-    r64.uint64Array.values = u64.data();
-    r64.uint64Array.count = 1;
-    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r64, sig("lumi"), ICC_TYPE_UINT64), CLR_SUCCESS);
-    EXPECT_EQ(tagBytes(sp.get(), sig("lumi")),
-              tagValue(ICC_TYPE_UINT64, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
-    ScopedRecord back;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("lumi")), CLR_SUCCESS);
-    EXPECT_EQ(back.r.uint64Array.values[0], 0x55667788u);
-
-    std::vector<uint32_t> s15 = {0xFFFF0000u, 0x10000};
-    const std::vector<uint8_t> s15Bytes = {0xFF, 0xFF, 0, 0, 0, 1, 0, 0};
-    for (uint32_t type : {ICC_TYPE_S15F16, ICC_TYPE_U16F16, ICC_TYPE_UINT32}) {
-        IccTagRecord r{};
-        r.s15Fixed16Array.values = s15.data();
-        r.s15Fixed16Array.count = 2;
-        ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("chad"), type), CLR_SUCCESS);
-        EXPECT_EQ(tagBytes(sp.get(), sig("chad")), tagValue(type, s15Bytes));
-        ScopedRecord got;
-        ASSERT_EQ(Quv_GetICCTagData(sp.get(), got.get(), sig("chad")), CLR_SUCCESS);
-        EXPECT_EQ(got.r.s15Fixed16Array.count, 2u);
-        EXPECT_EQ(got.r.s15Fixed16Array.values[0], 0xFFFF0000u);
-    }
-
+    std::vector<uint32_t> u32 = {0xFFFF0000u, 0x10000};
     std::vector<IccXYZNumber> xyz = {{0xF6D6, 0x10000, 0xD32D}};
-    IccTagRecord rx{};
-    rx.xyz.values = xyz.data();
-    rx.xyz.count = 1;
-    ASSERT_EQ(Quv_SetICCTagData(sp.get(), &rx, sig("wtpt"), ICC_TYPE_XYZ), CLR_SUCCESS);
-    EXPECT_EQ(tagBytes(sp.get(), sig("wtpt")),
-              tagValue(ICC_TYPE_XYZ, {0, 0, 0xF6, 0xD6, 0, 1, 0, 0, 0, 0, 0xD3, 0x2D}));
-    ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+    IccTagRecord r16{}, r64{}, r32{}, rx{}, rsig{};
+    r16.uint16Array = {{}, u16.data(), 3};
+    r64.uint64Array = {{}, u64.data(), 1};
+    r32.s15Fixed16Array = {{}, u32.data(), 2};
+    rx.xyz = {{}, xyz.data(), 1};
+    rsig.sig.value = 'Q';  // widened with blanks
+    const std::vector<uint8_t> u32Bytes = {0xFF, 0xFF, 0, 0, 0, 1, 0, 0};
+    const struct {
+        IccTagRecord* record;
+        uint32_t tag, type;
+        std::vector<uint8_t> wire;
+        uint32_t room;
+        uint64_t (*readBack)(const IccTagRecord&);
+        uint64_t back;  // what a read gives: of a 64-bit number only the low word
+    } rows[] = {
+        {&r16, sig("bkpt"), ICC_TYPE_UINT16, {1, 2, 3, 4, 5, 6}, 16,
+         [](const IccTagRecord& r) -> uint64_t { return r.uint16Array.values[2]; }, 0x0506},
+        {&r64, sig("lumi"), ICC_TYPE_UINT64, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}, 16,
+         [](const IccTagRecord& r) -> uint64_t { return r.uint64Array.values[0]; }, 0x55667788u},
+        {&r32, sig("chad"), ICC_TYPE_S15F16, u32Bytes, 16,
+         [](const IccTagRecord& r) -> uint64_t { return r.s15Fixed16Array.values[0]; }, 0xFFFF0000u},
+        {&r32, sig("chad"), ICC_TYPE_U16F16, u32Bytes, 16,
+         [](const IccTagRecord& r) -> uint64_t { return r.u16Fixed16Array.values[1]; }, 0x10000u},
+        {&r32, sig("chad"), ICC_TYPE_UINT32, u32Bytes, 16,
+         [](const IccTagRecord& r) -> uint64_t { return r.uint32Array.values[0]; }, 0xFFFF0000u},
+        {&rx, sig("wtpt"), ICC_TYPE_XYZ, {0, 0, 0xF6, 0xD6, 0, 1, 0, 0, 0, 0, 0xD3, 0x2D}, 20,
+         [](const IccTagRecord& r) -> uint64_t { return r.xyz.values[0].z; }, 0xD32D},
+        {&rsig, sig("tech"), ICC_TYPE_SIG, {'Q', ' ', ' ', ' '}, 12,
+         [](const IccTagRecord& r) -> uint64_t { return r.sig.value; }, sig("Q   ")},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.type);
+        ScopedProfile sp;
+        initEmpty(sp);
+        ASSERT_EQ(Quv_SetICCTagData(sp.get(), row.record, row.tag, row.type), CLR_SUCCESS);
+        EXPECT_EQ(tagBytes(sp.get(), row.tag), tagValue(row.type, row.wire));
+        EXPECT_EQ(+sp->tagDataSize, row.room);
+        for (uint32_t i = 8 + uint32_t(row.wire.size()); i < row.room; ++i) EXPECT_EQ(sp->tagData[i], 0);
+        ScopedRecord back;
+        ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), row.tag), CLR_SUCCESS);
+        ASSERT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_SUCCESS);
+        EXPECT_EQ(row.readBack(back.r), row.back);
+    }
 }
 
 TEST(NumberArrays, CountsThatWrapTheSizeAreRefused) {

@@ -1,14 +1,20 @@
-// Helpers shared by the tests: pixel conversion shorthands and memory with
-// chosen protections.
+// Helpers shared by the tests: pixel conversion shorthands, memory with
+// chosen protections, allocation failures, files and parameter records.
 #pragma once
 
 #include <quvclr/quvclr.h>
+
+#include "platform/memory.h"
+#include "platform/text.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -100,6 +106,41 @@ inline std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
     }
     return v;
 }
+
+// Every allocation after the first `successes` fails while this lives.
+struct AllocationFailure {
+    explicit AllocationFailure(long successes) { quv::testing::failAllocationsAfter(successes); }
+    ~AllocationFailure() { quv::testing::failAllocationsAfter(-1); }
+    AllocationFailure(const AllocationFailure&) = delete;
+    AllocationFailure& operator=(const AllocationFailure&) = delete;
+};
+
+// The whole file, empty if it cannot be read.
+inline std::vector<uint8_t> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// A UTF-8 path into a record's wide path field.
+inline void setPath(ClrWChar* field, const std::string& path) {
+    const std::u16string wide = quv::utf8ToUtf16(path);
+    ASSERT_LT(wide.size(), size_t{CLR_PATH_CHARS});
+    std::memcpy(field, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
+}
+
+// A full-size parameter record for `method`, its mask `mask` (the method
+// when 0), with the emulation kind word set.
+inline ClrParams methodParams(uint32_t method, uint32_t mask = 0) {
+    ClrParams p;
+    std::memset(&p, 0, sizeof p);
+    p.size = CLR_PARAMS_SIZE;
+    p.activeMethod = method;
+    p.methodMask = mask ? mask : method;
+    p.emulationKind = CLR_METHOD_EMULATION;
+    return p;
+}
+
+inline const std::string kSrgbPath = "/usr/share/color/icc/colord/sRGB.icc";
 
 }  // namespace quvtest
 

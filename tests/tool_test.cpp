@@ -1,12 +1,12 @@
 // The quvclr program on PNG, JPEG and TIFF files made by ImageMagick, its
 // pixels judged by ImageMagick's own `-profile` conversion of the same files.
+#include "test_support.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,13 +15,9 @@ namespace fs = std::filesystem;
 namespace {
 
 const std::string kTool = QUVCLR_TOOL;
-const std::string kSrgb = "/usr/share/color/icc/colord/sRGB.icc";
+const std::string kSrgb = quvtest::kSrgbPath;
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
-
-std::vector<uint8_t> slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
+const auto slurp = quvtest::readFile;
 
 class Tool : public testing::Test {
 protected:
