@@ -25,11 +25,11 @@ const std::string kSrgb = "/usr/share/color/icc/colord/sRGB.icc";
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
 const std::string kCmyk = std::string(QUVCLR_PINNED_DIR) + "/quvclr-cmyk.icc";
 
+// The narrow twin of methodParams.
 ClrParamsA narrowParams(ClrMethod method) {
     ClrParamsA p;
     std::memset(&p, 0, sizeof p);
-    p.activeMethod = method;
-    p.methodMask = method;
+    p.activeMethod = p.methodMask = method;
     p.emulationKind = CLR_METHOD_EMULATION;
     return p;
 }
@@ -69,8 +69,7 @@ TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
     const std::string adobe = nonAsciiCopy(kAdobe).string();
     ClrStatus sa, sw, ss;
     EXPECT_EQ(toCmyk(adobe, true, &sa), toCmyk(adobe, false, &sw));
-    EXPECT_EQ(sa, CLR_SUCCESS);
-    EXPECT_EQ(sw, CLR_SUCCESS);
+    EXPECT_TRUE(sa == CLR_SUCCESS && sw == CLR_SUCCESS);
     EXPECT_NE(toCmyk(adobe, true, &sa), toCmyk(kSrgb, true, &ss)) << "the profile at the UTF-8 path was used";
     // A missing file takes the same fallback both ways.
     EXPECT_EQ(toCmyk(adobe + ".missing", true, &sa), toCmyk(adobe + ".missing", false, &sw));
@@ -81,8 +80,7 @@ TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
     ClrCmykParams cmyk{12, 700, 1};
     ClrParamsA update = narrowParams(16);
     update.cmykParams = &cmyk;
-    EXPECT_EQ(Quv_ClrSetConversionParamsA(h, &update), CLR_SUCCESS);
-    ASSERT_NE(h->cmykParams, nullptr);
+    ASSERT_EQ(Quv_ClrSetConversionParamsA(h, &update), CLR_SUCCESS);
     EXPECT_EQ(h->cmykParams->gcrLevel, 700);
     EXPECT_EQ(Quv_ClrSetConversionParamsA(h, nullptr), Quv_ClrSetConversionParams(h, nullptr));
     Quv_ClrFree(h);
@@ -103,7 +101,7 @@ TEST(NarrowTwins, RecordsRoundTripAndUnterminatedPathsStayInTheirField) {
     ClrParamsA back = narrowParams(0);
     quv::copyBack(wide, &back);
     EXPECT_STREQ(back.inputProfilePath, narrow.inputProfilePath);
-    EXPECT_EQ(back.activeMethod, CLR_METHOD_CUSTOM_ICC);
+    EXPECT_EQ(back.activeMethod, narrow.activeMethod);
     // 263 wide characters that need two UTF-8 bytes each do not fit 264 bytes.
     std::fill_n(wide.emulationTablePath, CLR_PATH_CHARS - 1, ClrWChar(0xe9));
     quv::copyBack(wide, &back);
@@ -151,10 +149,8 @@ TEST(DialogLogic, EveryEnablingRowAndTheFlagsItWrites) {
 TEST(DialogLogic, StartsFromItsOwnRecordsAndShowsThem) {
     DialogRecords records;
     DialogLogic logic(1, records);
-    EXPECT_EQ(records.params.activeMethod, CLR_METHOD_BUILTIN);
-    EXPECT_EQ(records.params.methodMask, 63u);
-    EXPECT_EQ(records.white.code, 50u);
-    EXPECT_EQ(records.cmyk.gcrLevel, 250);
+    EXPECT_TRUE(records.params.activeMethod == CLR_METHOD_BUILTIN && records.params.methodMask == 63u);
+    EXPECT_TRUE(records.white.code == 50u && records.cmyk.gcrLevel == 250);
     EXPECT_EQ(logic.value(QUV_CTL_WHITE), 1) << "D50 is the second item of the sorted list";
     EXPECT_EQ(logic.text(QUV_CTL_WHITE_X), "0.000000");
     EXPECT_EQ(logic.text(QUV_CTL_GCR), "250");
@@ -241,10 +237,8 @@ TEST(DialogCall, OkWithIccProfilingAndD65) {
         ASSERT_NE(h, nullptr);
         EXPECT_EQ(h->sourceSpace, ClrSpaceBgr);
         EXPECT_EQ(h->destSpace, kind == 1 ? ClrSpaceCmyk : ClrSpaceLab);
-        EXPECT_EQ(caller.params.activeMethod, CLR_METHOD_ICC);
-        EXPECT_EQ(caller.params.methodMask, CLR_METHOD_ICC);
-        EXPECT_EQ(caller.params.size, CLR_PARAMS_SIZE);
-        EXPECT_EQ(caller.params.emulationKind, CLR_METHOD_EMULATION);
+        EXPECT_TRUE(caller.params.activeMethod == CLR_METHOD_ICC && caller.params.methodMask == CLR_METHOD_ICC);
+        EXPECT_TRUE(caller.params.size == CLR_PARAMS_SIZE && caller.params.emulationKind == CLR_METHOD_EMULATION);
         EXPECT_EQ(caller.white.code, 65u);
         EXPECT_EQ(double(caller.white.x), 0.0) << "the typed x is never read back";
         EXPECT_EQ(caller.cmyk.gcrLevel, kind == 1 ? 250 : 900) << "kind 2 has no CMYK record";
@@ -262,10 +256,8 @@ TEST(DialogCall, SwapBoxExchangesTheProfilesOnlyForTheHandle) {
                        {QUV_EVENT_CHECK, QUV_CTL_SWAP, swap, ""},
                        {QUV_EVENT_OK, 2, 1, ""}}};
         ClrHandle* h = nullptr;
-        const ClrStatus status = run(1, script, &h, &caller.params);
+        EXPECT_EQ(run(1, script, &h, &caller.params) == CLR_SUCCESS, swap == 1);
         quvtest::Handle owned(h);
-        if (swap) EXPECT_EQ(status, CLR_SUCCESS);
-        else EXPECT_NE(status, CLR_SUCCESS);
         EXPECT_EQ(caller.params.activeMethod, CLR_METHOD_CUSTOM_ICC) << "copied out despite a failed init";
         EXPECT_EQ(wideText(caller.params.inputProfilePath), kCmyk);
         EXPECT_EQ(wideText(caller.params.outputProfilePath), kSrgb);
@@ -277,9 +269,8 @@ TEST(DialogCall, EmulationInKindOneClearsTheSwapBoxAndKeepsTheMethod) {
         Caller caller;
         Script script{{{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, {QUV_EVENT_OK, item, 1, ""}}};
         ClrHandle* h = nullptr;
-        const ClrStatus status = run(1, script, &h, &caller.params);
+        EXPECT_EQ(run(1, script, &h, &caller.params), item == 3 ? CLR_SUCCESS : CLR_FILE_NOT_FOUND) << "no table file";
         quvtest::Handle owned(h);
-        EXPECT_EQ(status, item == 3 ? CLR_SUCCESS : CLR_FILE_NOT_FOUND) << "custom tables without a file";
         EXPECT_EQ(caller.params.activeMethod, item == 3 ? CLR_METHOD_EMULATION : CLR_METHOD_CUSTOM_EMULATION);
     }
 }

@@ -51,7 +51,7 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byPath);
     ASSERT_TRUE(h);
     EXPECT_EQ(h->stageCount, 1);
-    std::vector<uint8_t> out(pixels.size());
+    std::vector<uint8_t> out(pixels.size()), out2(pixels.size());
     ASSERT_EQ(Quv_ClrConvert(h.get(), pixels.data(), out.data(), 5000, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out, expected);
 
@@ -61,14 +61,11 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     byBlock.outputProfileBlock = &outBlock;
     setPath(byBlock.inputProfilePath, "/nonexistent/ignored.icc");  // a block wins over a path
     Handle b = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byBlock);
-    ASSERT_TRUE(b);
-    ASSERT_NE(b->inputProfileBlock, nullptr);
+    ASSERT_TRUE(b && b->inputProfileBlock);
     // Packed fields are read by value: a reference to them would be misaligned.
-    const uint32_t size = b->inputProfileBlock->size;
-    const void* data = b->inputProfileBlock->data;
-    EXPECT_EQ(size, 20u);
-    EXPECT_NE(data, static_cast<const void*>(srgb.data())) << "the handle keeps its own bytes";
-    std::vector<uint8_t> out2(pixels.size());
+    const ClrProfileBlock kept = *b->inputProfileBlock;
+    EXPECT_EQ(kept.size, 20u);
+    EXPECT_NE(kept.data, static_cast<const void*>(srgb.data())) << "the handle keeps its own bytes";
     ASSERT_EQ(Quv_ClrConvert(b.get(), pixels.data(), out2.data(), 100, 50, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out2, expected);
 }
@@ -78,10 +75,9 @@ TEST(CustomIcc, EqualSpacesStillTransform) {
     setPath(p.inputProfilePath, kSrgb);
     setPath(p.outputProfilePath, kProPhoto);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
-    ASSERT_TRUE(h);
     const uint8_t red[3] = {255, 0, 0};
     uint8_t out[3];
-    ASSERT_EQ(Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0), CLR_SUCCESS);
+    ASSERT_TRUE(h && Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0) == CLR_SUCCESS);
     EXPECT_LT(out[0], 255) << "sRGB red sits inside ProPhoto's gamut";
 }
 
@@ -217,7 +213,6 @@ TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
     EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
 }
 
-// ---- the built-in ICC method: the embedded profiles ----
 
 std::vector<uint8_t> embedded(uint32_t id) {
     const quv::icc::EmbeddedProfile* p = quv::icc::findEmbeddedProfile(id);
@@ -270,12 +265,10 @@ TEST(BuiltinIcc, TheShortRecordCarriesNoEngineFlags) {
     // 1648 bytes at the end of a mapping: the flags word behind it is never read.
     MappedPages pages(1);
     auto* p = reinterpret_cast<ClrParams*>(pages.tail(CLR_PARAMS_SIZE_NO_FLAGS));
-    std::memset(p, 0, CLR_PARAMS_SIZE_NO_FLAGS);
+    const ClrParams full = builtinIcc();
+    std::memcpy(p, &full, CLR_PARAMS_SIZE_NO_FLAGS);
     p->size = CLR_PARAMS_SIZE_NO_FLAGS;
-    p->activeMethod = p->methodMask = CLR_METHOD_ICC;
-    ClrHandle* h = nullptr;
-    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceBgr, p), CLR_SUCCESS);
-    Quv_ClrFree(h);
+    EXPECT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceBgr, p));
 }
 
 TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
@@ -285,15 +278,11 @@ TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     ASSERT_TRUE(viaYcck && viaCmyk);
     ASSERT_NE(viaYcck->ycckTable, nullptr);
     const auto cmyk = randomBytes(4 * 500, 31);
-    std::vector<uint8_t> ycck(cmyk.size());
+    std::vector<uint8_t> ycck(cmyk.size()), turned(cmyk.size());
     for (size_t i = 0; i < cmyk.size(); i += 4) {
         quv::kernels::cmykPixelToYcck(*viaYcck->ycckTable, &cmyk[i], &ycck[i]);
-        ycck[i + 3] = cmyk[i + 3];
-    }
-    std::vector<uint8_t> turned(cmyk.size());
-    for (size_t i = 0; i < cmyk.size(); i += 4) {
         quv::kernels::ycckPixelToCmyk(*viaYcck->ycckTable, &ycck[i], &turned[i]);
-        turned[i + 3] = ycck[i + 3];
+        ycck[i + 3] = turned[i + 3] = cmyk[i + 3];
     }
     std::vector<uint8_t> a(3 * 500), b(3 * 500);
     ASSERT_EQ(Quv_ClrConvert(viaYcck.get(), ycck.data(), a.data(), 500, 1, 0, 0), CLR_SUCCESS);
@@ -307,16 +296,6 @@ TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), ycck.data(), separate.data(), 500, 1, 0, 0), CLR_SUCCESS);
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), inPlace.data(), inPlace.data(), 500, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(inPlace, separate);
-
-    // Without its tables the handle hands the bytes over unturned.
-    quv::kernels::YcckTables* tables = viaYcck->ycckTable;
-    viaYcck->ycckTable = nullptr;
-    std::vector<uint8_t> raw(3 * 500), cmykOfRaw(3 * 500);
-    const ClrStatus s = Quv_ClrConvert(viaYcck.get(), ycck.data(), raw.data(), 500, 1, 0, 0);
-    viaYcck->ycckTable = tables;
-    ASSERT_EQ(s, CLR_SUCCESS);
-    ASSERT_EQ(Quv_ClrConvert(viaCmyk.get(), ycck.data(), cmykOfRaw.data(), 500, 1, 0, 0), CLR_SUCCESS);
-    EXPECT_EQ(raw, cmykOfRaw);
 }
 
 TEST(CustomIcc, OneProfileWithALabConnectionServesALabSide) {
@@ -337,16 +316,13 @@ TEST(BuiltinIcc, WhitePointUpdatesRebuildTheTransform) {
     ClrParams p = builtinIcc();
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p);
     ASSERT_TRUE(h);
-    void* before = h->iccTransform;
     ClrWhitePoint d65{65, 0, 0};
     ClrParams update = builtinIcc();
     update.methodMask = 4;
     update.whitePoint = &d65;
     ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
     EXPECT_NE(h->iccTransform, nullptr);
-    const uint32_t code = h->whitePoint->code;
-    EXPECT_EQ(code, 65u);
-    (void)before;  // closed and made again; the allocator may hand back the same address
+    EXPECT_EQ(uint32_t{h->whitePoint->code}, 65u);
     const uint8_t white[3] = {255, 255, 255};
     uint8_t ink[4];
     ASSERT_EQ(Quv_ClrConvert(h.get(), white, ink, 1, 1, 0, 0), CLR_SUCCESS);
