@@ -283,21 +283,6 @@ TEST(Header, IdIsClearedNeverComputedAndTheReservedAreaDoesNotSurviveARebuild) {
     EXPECT_EQ(imageOf(sp.p), bytes);
 }
 
-TEST(Header, OutOfMemoryKeepsTheNewValueAndTheOldImage) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
-    uint8_t* image = sp->image;
-    {
-        AllocationFailure fail(0);
-        EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
-    }
-    EXPECT_EQ(sp->header->creator, 2u);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(be32(sp->image + 80), 1u);
-}
-
-
 TEST(ParseMemory, DecodesHeaderTableAndData) {
     std::vector<uint8_t> bytes = smallProfile();
     const uint8_t attributes[8] = {0, 0, 0, 0x0F, 0, 0, 0, 5};  // only the last four count
@@ -322,7 +307,7 @@ TEST(ParseMemory, DecodesHeaderTableAndData) {
     EXPECT_NE(+sp->image, bytes.data());
 }
 
-// Only a file must have them (ParseFile.ChecksSizeAndVersion).
+// Only a file must have them (see ParseFile).
 TEST(ParseMemory, TrustsSignatureVersionAndClass) {
     std::vector<uint8_t> bytes = smallProfile();
     putBe32(bytes, 36, sig("nope"));
@@ -333,7 +318,7 @@ TEST(ParseMemory, TrustsSignatureVersionAndClass) {
     EXPECT_EQ(sp->header->signature, sig("nope"));
 }
 
-TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
+TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSizeAndReparsingItCopiesNothing) {
     std::vector<uint8_t> bytes = iccImage({});
     bytes.resize(200, 0x77);
     putBe32(bytes, 0, 100);
@@ -343,6 +328,11 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     EXPECT_EQ(sp->header->size, 100u);
     EXPECT_EQ(imageOf(sp.p), bytes);
     EXPECT_TRUE(sp->tagCount == 0 && !sp->tagTable && !sp->tagData);
+    uint8_t* image = sp->image;
+    const long shared = qt::liveSharedBlocks();
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
+    EXPECT_TRUE(sp->image == image && sp->dataSize == 200);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared);
     // A rebuild of a header that declares less than 132 bytes stays inside
     // its 100 bytes.
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 9), CLR_SUCCESS);
@@ -350,33 +340,15 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     EXPECT_EQ(be32(sp->image + 80), 9u);
 }
 
-TEST(ParseMemory, ParsingTheHeldImageCopiesNothing) {
-    std::vector<uint8_t> bytes = iccImage({});
-    bytes.resize(160, 0);
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    uint8_t* image = sp->image;
-    const long shared = qt::liveSharedBlocks();
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(+sp->dataSize, 160u);
-    EXPECT_EQ(sp->header->size, 132u);
-    EXPECT_EQ(qt::liveSharedBlocks(), shared);
-}
-
 // The corpus test cuts real profiles; here a header that was there before
 // the refusal stays, with the declared size.
-TEST(ParseMemory, ADeclaredSizeBeyondTheBufferKeepsAnEarlierHeader) {
+TEST(ParseMemory, ASizeOrTableBeyondTheDataIsRefused) {
     std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    ASSERT_NE(+sp->header, nullptr);
-    EXPECT_EQ(sp->header->size, bytes.size());
-}
-
-TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
-    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile held;
+    Quv_InitICCHeader(held.get());
+    EXPECT_EQ(Quv_FillICCProfileStructure(held.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    ASSERT_NE(+held->header, nullptr);
+    EXPECT_EQ(held->header->size, bytes.size());
     // A negative count is taken as no tags.
     for (uint32_t count : {16u, 0x10000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         putBe32(bytes, 128, count);
@@ -389,7 +361,17 @@ TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
     }
 }
 
-TEST(ParseMemory, OutOfMemoryGivesFailure) {
+// A setter keeps the new value and the old image; a parse gives failure.
+TEST(ParseMemory, OutOfMemory) {
+    {
+        ScopedProfile sp;
+        Quv_InitICCHeader(sp.get());
+        ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
+        uint8_t* image = sp->image;
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
+        EXPECT_TRUE(sp->header->creator == 2 && sp->image == image && be32(sp->image + 80) == 1);
+    }
     std::vector<uint8_t> bytes = smallProfile();
     // Image, header, table and data image, in that order.
     for (long successes = 0; successes < 5; ++successes) {
@@ -402,7 +384,7 @@ TEST(ParseMemory, OutOfMemoryGivesFailure) {
 }
 
 
-TEST(Generate, PointerChecksTheSizesAndRebuilds) {
+TEST(Generate, PointerChecksTheSizesAndFilesWriteTheImage) {
     ScopedProfile sp;
     EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_NULL_ARGUMENT);
     Quv_InitICCHeader(sp.get());
@@ -420,23 +402,17 @@ TEST(Generate, PointerChecksTheSizesAndRebuilds) {
     EXPECT_EQ(Quv_GenerateICCPointer(parsed.get()), CLR_INVALID_PROFILE);
     EXPECT_EQ(+parsed->image, image);
     EXPECT_EQ(+parsed->dataSize, bytes.size());
-}
 
-TEST(Generate, FileWritesTheHeldImage) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    // The file is the held image, through the wide name; it replaces a file
+    // that exists.
     TempFile out("generated.icc");
     const std::u16string wide = out.wide();
-    ASSERT_EQ(Quv_GenerateICCFile(sp.get(), wide.c_str()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GenerateICCFile(parsed.get(), wide.c_str()), CLR_SUCCESS);
     EXPECT_EQ(out.read(), bytes);
-
-    // It replaces a file that exists.
-    sp->dataSize = 140;
-    ASSERT_EQ(Quv_GenerateICCFileA(sp.get(), out.path.c_str()), CLR_SUCCESS);
+    parsed->dataSize = 140;
+    ASSERT_EQ(Quv_GenerateICCFileA(parsed.get(), out.path.c_str()), CLR_SUCCESS);
     EXPECT_EQ(out.read().size(), 140u);
-
-    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), u"/nonexistent-dir/x.icc"), CLR_FILE_CREATE_FAILED);
+    EXPECT_EQ(Quv_GenerateICCFile(parsed.get(), u"/nonexistent-dir/x.icc"), CLR_FILE_CREATE_FAILED);
     // Without an image there is nothing to write.
     ScopedProfile empty;
     empty->dataSize = 10;
@@ -444,7 +420,7 @@ TEST(Generate, FileWritesTheHeldImage) {
 }
 
 
-TEST(ParseFile, LoadsAFileThroughBothNames) {
+TEST(ParseFile, LoadsAFileThroughBothNamesAndChecksSizeAndVersion) {
     std::vector<uint8_t> bytes = smallProfile();
     TempFile file("pr\xc3\xb8" "fil.icc");  // a name outside ASCII
     file.write(bytes);
@@ -462,9 +438,7 @@ TEST(ParseFile, LoadsAFileThroughBothNames) {
     EXPECT_EQ(+again->dataSize, bytes.size() - 40);
 
     EXPECT_EQ(Quv_FillICCProfileFromICCFile(u"/nonexistent-dir/none.icc", sp.get()), CLR_FILE_CREATE_FAILED);
-}
 
-TEST(ParseFile, ChecksSizeAndVersion) {
     struct Case {
         const char* name;
         void (*edit)(std::vector<uint8_t>&);
@@ -485,13 +459,12 @@ TEST(ParseFile, ChecksSizeAndVersion) {
         {"declared 140", [](std::vector<uint8_t>& b) { putBe32(b, 0, 140); }, CLR_EPS_PROFILE_MALFORMED},
         {"declared 100", [](std::vector<uint8_t>& b) { putBe32(b, 0, 100); }, CLR_EPS_PROFILE_MALFORMED},
     };
-    TempFile file("check.icc");
     for (const Case& c : cases) {
-        std::vector<uint8_t> bytes = smallProfile();
+        bytes = smallProfile();
         c.edit(bytes);
         file.write(bytes);
-        ScopedProfile sp;
-        EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), c.status) << c.name;
+        ScopedProfile checked;
+        EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), checked.get()), c.status) << c.name;
     }
 }
 
