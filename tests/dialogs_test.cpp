@@ -65,7 +65,7 @@ std::vector<uint8_t> toCmyk(const std::string& input, bool narrowCall, ClrStatus
     return cmyk;
 }
 
-TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
+TEST(NarrowTwins, GiveTheWideResultsForUtf8PathsAndRecords) {
     const std::string adobe = nonAsciiCopy(kAdobe).string();
     ClrStatus sa, sw, ss;
     EXPECT_EQ(toCmyk(adobe, true, &sa), toCmyk(adobe, false, &sw));
@@ -85,9 +85,8 @@ TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
     EXPECT_EQ(Quv_ClrSetConversionParamsA(h, nullptr), Quv_ClrSetConversionParams(h, nullptr));
     Quv_ClrFree(h);
     EXPECT_EQ(QUV_Load(nullptr, nullptr, nullptr, nullptr, 0), CLR_SUCCESS);
-}
 
-TEST(NarrowTwins, RecordsRoundTripAndUnterminatedPathsStayInTheirField) {
+    // Records round-trip, and unterminated paths stay in their field.
     ClrParamsA narrow = narrowParams(CLR_METHOD_CUSTOM_ICC);
     std::strcpy(narrow.inputProfilePath, "/tmp/Prüfung/色.icc");
     std::memset(narrow.outputProfilePath, 'a', CLR_PATH_CHARS);  // no terminator: too long, arrives empty
@@ -246,32 +245,33 @@ TEST(DialogCall, OkWithIccProfilingAndD65) {
     }
 }
 
-TEST(DialogCall, SwapBoxExchangesTheProfilesOnlyForTheHandle) {
-    // RGB to CMYK needs the RGB profile as input: picked the other way round,
-    // only the swap box makes the handle.
-    for (int32_t swap : {0, 1}) {
+// RGB to CMYK needs the RGB profile as input: picked the other way round,
+// only the swap box makes the handle. Emulation clears the swap box; custom
+// tables fail without a file. The choice is copied out despite a failed init.
+TEST(DialogCall, SwapBoxAndEmulationItemsOfKindOne) {
+    const Event cmykIn{QUV_EVENT_FILE, QUV_CTL_INPUT_BROWSE, 0, kCmyk};
+    const Event srgbOut{QUV_EVENT_FILE, QUV_CTL_OUTPUT_BROWSE, 0, kSrgb};
+    const Event swap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, noSwap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 0, ""};
+    const struct {
+        std::vector<Event> events;
+        ClrStatus status;
+        ClrMethod method;
+    } rows[] = {
+        {{cmykIn, srgbOut, noSwap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_ICC_SPACE_MISMATCH, CLR_METHOD_CUSTOM_ICC},
+        {{cmykIn, srgbOut, swap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_SUCCESS, CLR_METHOD_CUSTOM_ICC},
+        {{swap, {QUV_EVENT_OK, 3, 1, ""}}, CLR_SUCCESS, CLR_METHOD_EMULATION},
+        {{swap, {QUV_EVENT_OK, 4, 1, ""}}, CLR_FILE_NOT_FOUND, CLR_METHOD_CUSTOM_EMULATION},
+    };
+    for (const auto& row : rows) {
         Caller caller;
-        Script script{{{QUV_EVENT_FILE, QUV_CTL_INPUT_BROWSE, 0, kCmyk},
-                       {QUV_EVENT_FILE, QUV_CTL_OUTPUT_BROWSE, 0, kSrgb},
-                       {QUV_EVENT_CHECK, QUV_CTL_SWAP, swap, ""},
-                       {QUV_EVENT_OK, 2, 1, ""}}};
+        Script script{row.events};
         ClrHandle* h = nullptr;
-        EXPECT_EQ(run(1, script, &h, &caller.params) == CLR_SUCCESS, swap == 1);
+        EXPECT_EQ(run(1, script, &h, &caller.params), row.status) << "method " << row.method;
         quvtest::Handle owned(h);
-        EXPECT_EQ(caller.params.activeMethod, CLR_METHOD_CUSTOM_ICC) << "copied out despite a failed init";
+        EXPECT_EQ(caller.params.activeMethod, row.method);
+        if (row.method != CLR_METHOD_CUSTOM_ICC) continue;
         EXPECT_EQ(wideText(caller.params.inputProfilePath), kCmyk);
         EXPECT_EQ(wideText(caller.params.outputProfilePath), kSrgb);
-    }
-}
-
-TEST(DialogCall, EmulationInKindOneClearsTheSwapBoxAndKeepsTheMethod) {
-    for (int32_t item : {3, 4}) {
-        Caller caller;
-        Script script{{{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, {QUV_EVENT_OK, item, 1, ""}}};
-        ClrHandle* h = nullptr;
-        EXPECT_EQ(run(1, script, &h, &caller.params), item == 3 ? CLR_SUCCESS : CLR_FILE_NOT_FOUND) << "no table file";
-        quvtest::Handle owned(h);
-        EXPECT_EQ(caller.params.activeMethod, item == 3 ? CLR_METHOD_EMULATION : CLR_METHOD_CUSTOM_EMULATION);
     }
 }
 
