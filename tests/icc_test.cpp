@@ -21,7 +21,13 @@ const std::string kSrgb = kSrgbPath;
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
 const std::string kProPhoto = "/usr/share/color/icc/colord/ProPhotoRGB.icc";
 
-ClrParams customParams() { return methodParams(CLR_METHOD_CUSTOM_ICC); }
+// A record of the custom ICC method naming the given profiles (empty: none).
+ClrParams customParams(const std::string& in = "", const std::string& out = "") {
+    ClrParams p = methodParams(CLR_METHOD_CUSTOM_ICC);
+    if (!in.empty()) setPath(p.inputProfilePath, in);
+    if (!out.empty()) setPath(p.outputProfilePath, out);
+    return p;
+}
 ClrParams builtinIcc() { return methodParams(CLR_METHOD_ICC); }
 
 std::vector<uint8_t> embedded(uint32_t id) {
@@ -51,9 +57,7 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     const auto pixels = randomBytes(3 * 5000, 12);
     const auto expected = lcmsReference(srgb, adobe, TYPE_RGB_8, TYPE_BGR_8, pixels, pixels.size());
 
-    ClrParams byPath = customParams();
-    setPath(byPath.inputProfilePath, kSrgb);
-    setPath(byPath.outputProfilePath, kAdobe);
+    ClrParams byPath = customParams(kSrgb, kAdobe);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byPath);
     ASSERT_TRUE(h);
     EXPECT_EQ(h->stageCount, 1);
@@ -62,10 +66,9 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     EXPECT_EQ(out, expected);
 
     ClrProfileBlock in{0, srgb.data(), srgb.size()}, outBlock{0, adobe.data(), adobe.size()};
-    ClrParams byBlock = customParams();
+    ClrParams byBlock = customParams("/nonexistent/ignored.icc");  // a block wins over a path
     byBlock.inputProfileBlock = &in;
     byBlock.outputProfileBlock = &outBlock;
-    setPath(byBlock.inputProfilePath, "/nonexistent/ignored.icc");  // a block wins over a path
     Handle b = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byBlock);
     ASSERT_TRUE(b && b->inputProfileBlock);
     // Packed fields are read by value: a reference to them would be misaligned.
@@ -77,9 +80,7 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
 }
 
 TEST(CustomIcc, RowsWithPaddingAndInPlaceRunsAgreeWithOneRun) {
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kSrgb);
-    setPath(p.outputProfilePath, kAdobe);
+    ClrParams p = customParams(kSrgb, kAdobe);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
     const int w = 7, hgt = 5;
     const auto packed = randomBytes(3 * w * hgt, 4);
@@ -110,8 +111,7 @@ TEST(CustomIcc, RowsWithPaddingAndInPlaceRunsAgreeWithOneRun) {
 TEST(CustomIcc, LabOutputIsSignedLabInputIsOffsetAndALabConnectionServesALabSide) {
     const auto lab = lcmsImage(cmsCreateLab2Profile(nullptr));
     ClrProfileBlock labBlock{0, lab.data(), lab.size()};
-    ClrParams toLab = customParams();
-    setPath(toLab.inputProfilePath, kSrgb);
+    ClrParams toLab = customParams(kSrgb);
     toLab.outputProfileBlock = &labBlock;
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceLab, &toLab);
     ASSERT_TRUE(h);
@@ -121,9 +121,8 @@ TEST(CustomIcc, LabOutputIsSignedLabInputIsOffsetAndALabConnectionServesALabSide
     EXPECT_LE(std::abs(static_cast<int8_t>(out[1])), 1) << "a near 0, not near 128";
     EXPECT_LE(std::abs(static_cast<int8_t>(out[2])), 1);
 
-    ClrParams fromLab = customParams();
+    ClrParams fromLab = customParams("", kSrgb);
     fromLab.inputProfileBlock = &labBlock;
-    setPath(fromLab.outputProfilePath, kSrgb);
     Handle back = makeHandle(ClrSpaceLab, ClrSpaceRgb, &fromLab);
     ASSERT_TRUE(back);
     const uint8_t neutral[3] = {out[0], 128, 128};
@@ -144,20 +143,16 @@ TEST(CustomIcc, LabOutputIsSignedLabInputIsOffsetAndALabConnectionServesALabSide
 }
 
 TEST(CustomIcc, OneSideGivenTakesTheEmbeddedProfileForTheOtherAndEqualSpacesTransform) {
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kAdobe);
+    ClrParams p = customParams(kAdobe);
     ASSERT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p)) << "output filled from the embedded RGB profile";
     // Equal spaces still transform.
-    setPath(p.inputProfilePath, kSrgb);
-    setPath(p.outputProfilePath, kProPhoto);
+    p = customParams(kSrgb, kProPhoto);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
     const uint8_t red[3] = {255, 0, 0};
     uint8_t out[3];
     ASSERT_TRUE(h && Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0) == CLR_SUCCESS);
     EXPECT_LT(out[0], 255) << "sRGB red sits inside ProPhoto's gamut";
-    ClrParams q = customParams();
-    setPath(q.outputProfilePath, kAdobe);
-    setPath(q.inputProfilePath, "/nonexistent/in.icc");  // names no file: the side is absent
+    ClrParams q = customParams("/nonexistent/in.icc", kAdobe);  // the input names no file: the side is absent
     Handle g = makeHandle(ClrSpaceBgr, ClrSpaceRgb, &q);
     ASSERT_TRUE(g);
     EXPECT_EQ(g->inputProfilePath[0], 0) << "only a path that names a file is kept";
@@ -185,8 +180,7 @@ TEST(CustomIcc, StatusesOfTheBuilder) {
 
     // An RGB profile for a Lab side: the spaces don't match, and Lab has no
     // embedded stand-in to fall back on.
-    ClrParams mismatch = customParams();
-    setPath(mismatch.inputProfilePath, kSrgb);
+    ClrParams mismatch = customParams(kSrgb);
     makeHandle(ClrSpaceRgb, ClrSpaceLab, &mismatch, CLR_ICC_SPACE_MISMATCH);
 
     // A path of 261 characters that names a file fits the record's field but
@@ -204,13 +198,11 @@ TEST(CustomIcc, StatusesOfTheBuilder) {
 
 TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
     // The output came from the embedded fallback, so its stored path is empty.
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kSrgb);
+    ClrParams p = customParams(kSrgb);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
     ASSERT_TRUE(h);
-    ClrParams update = customParams();
+    ClrParams update = customParams(kSrgb);
     update.methodMask = 2;
-    setPath(update.inputProfilePath, kSrgb);
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_FILE_NOT_FOUND);
     EXPECT_EQ(h->customTransform, nullptr);
     const uint8_t px[3] = {1, 2, 3};
@@ -222,22 +214,20 @@ TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
     EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
 }
 
-
 TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
-    struct Case {
+    const struct {
         ClrSpace from, to;
         uint32_t inId, outId;
         cmsUInt32Number inFormat, outFormat;
         int inBytes, outBytes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {ClrSpaceRgb, ClrSpaceCmyk, 105, 107, TYPE_RGB_8, TYPE_CMYK_8, 3, 4},
         {ClrSpaceCmyk, ClrSpaceBgr, 107, 105, TYPE_CMYK_8, TYPE_BGR_8, 4, 3},
         {ClrSpaceBgr, ClrSpaceCmy, 105, 110, TYPE_BGR_8, TYPE_CMY_8, 3, 3},
         {ClrSpaceCmy, ClrSpaceRgb, 110, 105, TYPE_CMY_8, TYPE_RGB_8, 3, 3},
         {ClrSpaceRgb, ClrSpaceBgr, 105, 105, TYPE_RGB_8, TYPE_BGR_8, 3, 3},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const int n = 3000;
         const auto pixels = randomBytes(size_t(c.inBytes) * n, c.from * 17 + c.to);
         const auto expected = lcmsReference(embedded(c.inId), embedded(c.outId), c.inFormat, c.outFormat, pixels,
