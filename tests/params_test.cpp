@@ -217,6 +217,16 @@ TEST(InitParams, AFailureAtAnyAllocationLeavesNothingBehind) {
     withInks.cmykParams = &cmyk;
     EXPECT_GE(failEachAllocation(ClrSpaceYuv, ClrSpaceCmyk, &withInks), 6);
     EXPECT_GE(failEachAllocation(ClrSpaceYcck, ClrSpaceCmyk, &withInks), 5);
+    // A failed YUV update gives back the CMYK record made before it.
+    Handle h = makeHandle(ClrSpaceYuv, ClrSpaceCmyk, nullptr);
+    withInks.methodMask = 16 | 32;
+    const long blocks = qt::livePrivateBlocks();
+    {
+        AllocationFailure fail(1);
+        EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &withInks), CLR_NO_MEMORY);
+    }
+    EXPECT_TRUE(!h->cmykParams && !h->yuvParams);
+    EXPECT_EQ(qt::livePrivateBlocks(), blocks);
 
     const std::vector<uint8_t> profile = readFile(kSrgbPath);
     ASSERT_FALSE(profile.empty());
@@ -225,23 +235,6 @@ TEST(InitParams, AFailureAtAnyAllocationLeavesNothingBehind) {
     custom.inputProfileBlock = &block;
     custom.outputProfileBlock = &block;
     EXPECT_GE(failEachAllocation(ClrSpaceRgb, ClrSpaceBgr, &custom), 7) << "two blocks of two copies each";
-}
-
-TEST(SetParams, AFailedYuvUpdateGivesBackTheCmykRecordMadeBeforeIt) {
-    Handle h = makeHandle(ClrSpaceYuv, ClrSpaceCmyk, nullptr);
-    int32_t layout[8] = {};
-    ClrYuvParams yuv{48, 0, 2, 1, 2, 1, layout, 4, 0, 0, 8};
-    ClrCmykParams cmyk{12, 700, 1};
-    ClrParams p = methodParams(0, 16 | 32);
-    p.cmykParams = &cmyk;
-    p.yuvParams = &yuv;
-    const long blocks = qt::livePrivateBlocks();
-    {
-        AllocationFailure fail(1);
-        EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_NO_MEMORY);
-    }
-    EXPECT_TRUE(!h->cmykParams && !h->yuvParams);
-    EXPECT_EQ(qt::livePrivateBlocks(), blocks);
 }
 
 TEST(SetParams, ChecksInOrder) {
