@@ -143,12 +143,15 @@ TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
     makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_YUV_LAYOUT_DIVISIBILITY);
     yuv = {48, 0, 2, 2, 2, 2, layout, 16, 0, 1, 1};  // planar: one entry
     {
-        // The inverse belongs to the layout-driven kernel, which is not
-        // built: it writes nothing.
-        Handle inverse = makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p);
-        const uint8_t yuvPixel[3] = {124, 100, 200};
-        uint8_t back[3] = {7, 7, 7};
-        EXPECT_EQ(Quv_ClrConvert(inverse.get(), yuvPixel, back, 1, 1, 0, 0), CLR_SUCCESS);
+        // The forward kernel takes no notice of the record; the inverse
+        // belongs to the layout-driven kernel, which is not built: it
+        // writes nothing.
+        Handle forward = makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p), inverse = makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p);
+        const uint8_t rgb[3] = {200, 100, 50};
+        uint8_t out[3], back[3] = {7, 7, 7};
+        ASSERT_EQ(Quv_ClrConvert(forward.get(), rgb, out, 1, 1, 0, 0), CLR_SUCCESS);
+        EXPECT_EQ(out[0], 124);
+        EXPECT_EQ(Quv_ClrConvert(inverse.get(), out, back, 1, 1, 0, 0), CLR_SUCCESS);
         EXPECT_EQ(back[0], 7);
     }
     yuv.size = 44;  // the earlier form of the record

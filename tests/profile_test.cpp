@@ -323,7 +323,9 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSizeAndReparsingItCopiesNothi
 // the refusal stays, with the declared size.
 TEST(ParseMemory, ASizeOrTableBeyondTheDataIsRefused) {
     std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile held;
+    ScopedProfile fresh, held;
+    EXPECT_EQ(Quv_FillICCProfileStructure(fresh.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    EXPECT_TRUE(!fresh->image && !fresh->header);
     Quv_InitICCHeader(held.get());
     EXPECT_EQ(Quv_FillICCProfileStructure(held.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
     ASSERT_NE(+held->header, nullptr);
