@@ -158,7 +158,7 @@ TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
     makeHandle(ClrSpaceYuv, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
 }
 
-TEST(InitParams, LabParamsGiveTheFixedPointPath) {
+TEST(Params, LabRecordsGiveTheFixedPointPath) {
     ClrLabParams lab{32, 0, 0, 100, 128, 170, 96, 200};
     ClrParams p = methodParams(CLR_METHOD_BUILTIN);
     p.labParams = &lab;
@@ -181,6 +181,22 @@ TEST(InitParams, LabParamsGiveTheFixedPointPath) {
 
     lab.size = 31;
     makeHandle(ClrSpaceLab, ClrSpaceRgb, &p, CLR_INVALID_STRUCT_SIZE);
+
+    // The first update of a handle made without them ignores the caller's ranges.
+    Handle h = makeHandle(ClrSpaceLab, ClrSpaceRgb, nullptr);
+    ClrLabParams ranges{32, 63, 10, 50, 100, 100, 100, 100};
+    ClrParams update = methodParams(0, 64);
+    update.labParams = &ranges;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
+    auto* t = static_cast<quv::kernels::LabDecodeTables*>(h->labFromTable);
+    ASSERT_NE(t, nullptr);
+    EXPECT_TRUE(t->lRange == 100 && t->aOffset == 128 && t->whiteX == 96.421);
+    EXPECT_EQ(h->labToTable, nullptr) << "the encode record is never made here";
+    // The second takes the ranges whose bits are set, and rederives.
+    ranges.updateMask = 2;
+    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
+    EXPECT_TRUE(t->lRange == 50 && t->lOffset == 0);
+    EXPECT_EQ(t->lScale, quv::kernels::roundFixed(50 / 29580.0 * 4096.0, 65536));
 }
 
 // Fails each allocation of an init in turn; every failure must leave the
@@ -305,23 +321,6 @@ TEST(SetParams, YuvUpdatesLookAtTheCmykPointerAndBorrowTheFirstLayout) {
     yuv.uHorizontal = 4, yuv.fullRange = 0;
     ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
     EXPECT_TRUE(h->yuvParams->uHorizontal == 4 && h->yuvParams->fullRange == 0);
-}
-
-TEST(SetParams, TheFirstLabUpdateIgnoresTheCallersRanges) {
-    Handle h = makeHandle(ClrSpaceLab, ClrSpaceRgb, nullptr);
-    ClrLabParams lab{32, 63, 10, 50, 100, 100, 100, 100};
-    ClrParams p = methodParams(0, 64);
-    p.labParams = &lab;
-    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
-    auto* t = static_cast<quv::kernels::LabDecodeTables*>(h->labFromTable);
-    ASSERT_NE(t, nullptr);
-    EXPECT_TRUE(t->lRange == 100 && t->aOffset == 128 && t->whiteX == 96.421);
-    EXPECT_EQ(h->labToTable, nullptr) << "the encode record is never made here";
-    // The second takes the ranges whose bits are set, and rederives.
-    lab.updateMask = 2;
-    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
-    EXPECT_TRUE(t->lRange == 50 && t->lOffset == 0);
-    EXPECT_EQ(t->lScale, quv::kernels::roundFixed(50 / 29580.0 * 4096.0, 65536));
 }
 
 }  // namespace
