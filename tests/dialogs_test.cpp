@@ -221,49 +221,45 @@ TEST(DialogCall, OtherKindsCancelAndBadRecordsChangeNothing) {
     }
 }
 
-TEST(DialogCall, OkWithIccProfilingAndD65) {
-    for (int32_t kind : {1, 2}) {
-        Caller caller;
-        Script script{{{QUV_EVENT_CHECK, QUV_CTL_BGR_ORDER, 1, ""}, {QUV_EVENT_OK, 1, 3, ""}}};
-        ClrHandle* h = nullptr;
-        EXPECT_EQ(run(kind, script, &h, &caller.params), CLR_SUCCESS);
-        quvtest::Handle owned(h);
-        ASSERT_NE(h, nullptr);
-        EXPECT_EQ(h->sourceSpace, ClrSpaceBgr);
-        EXPECT_EQ(h->destSpace, kind == 1 ? ClrSpaceCmyk : ClrSpaceLab);
-        EXPECT_TRUE(caller.params.activeMethod == CLR_METHOD_ICC && caller.params.methodMask == CLR_METHOD_ICC);
-        EXPECT_TRUE(caller.params.size == CLR_PARAMS_SIZE && caller.params.emulationKind == CLR_METHOD_EMULATION);
-        EXPECT_EQ(caller.white.code, 65u);
-        EXPECT_EQ(double(caller.white.x), 0.0) << "the typed x is never read back";
-        EXPECT_EQ(caller.cmyk.gcrLevel, kind == 1 ? 250 : 900) << "kind 2 has no CMYK record";
-        EXPECT_EQ(caller.cmyk.updateMask, kind == 1 ? 1u : 7u);
-    }
-}
-
-// RGB to CMYK needs the RGB profile as input: picked the other way round,
-// only the swap box makes the handle. Emulation clears the swap box; custom
-// tables fail without a file. The choice is copied out despite a failed init.
-TEST(DialogCall, SwapBoxAndEmulationItemsOfKindOne) {
+// OK with ICC profiling, BGR order and D65 in both kinds. RGB to CMYK needs
+// the RGB profile as input: picked the other way round, only the swap box
+// makes the handle. Emulation clears the swap box; custom tables fail
+// without a file. The choice is copied out despite a failed init.
+TEST(DialogCall, OkHandsBackTheHandleAndTheChoice) {
     const Event cmykIn{QUV_EVENT_FILE, QUV_CTL_INPUT_BROWSE, 0, kCmyk};
     const Event srgbOut{QUV_EVENT_FILE, QUV_CTL_OUTPUT_BROWSE, 0, kSrgb};
     const Event swap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, noSwap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 0, ""};
+    const Event bgr{QUV_EVENT_CHECK, QUV_CTL_BGR_ORDER, 1, ""};
     const struct {
+        int32_t kind;
         std::vector<Event> events;
         ClrStatus status;
         ClrMethod method;
     } rows[] = {
-        {{cmykIn, srgbOut, noSwap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_ICC_SPACE_MISMATCH, CLR_METHOD_CUSTOM_ICC},
-        {{cmykIn, srgbOut, swap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_SUCCESS, CLR_METHOD_CUSTOM_ICC},
-        {{swap, {QUV_EVENT_OK, 3, 1, ""}}, CLR_SUCCESS, CLR_METHOD_EMULATION},
-        {{swap, {QUV_EVENT_OK, 4, 1, ""}}, CLR_FILE_NOT_FOUND, CLR_METHOD_CUSTOM_EMULATION},
+        {1, {bgr, {QUV_EVENT_OK, 1, 3, ""}}, CLR_SUCCESS, CLR_METHOD_ICC},
+        {2, {bgr, {QUV_EVENT_OK, 1, 3, ""}}, CLR_SUCCESS, CLR_METHOD_ICC},
+        {1, {cmykIn, srgbOut, noSwap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_ICC_SPACE_MISMATCH, CLR_METHOD_CUSTOM_ICC},
+        {1, {cmykIn, srgbOut, swap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_SUCCESS, CLR_METHOD_CUSTOM_ICC},
+        {1, {swap, {QUV_EVENT_OK, 3, 1, ""}}, CLR_SUCCESS, CLR_METHOD_EMULATION},
+        {1, {swap, {QUV_EVENT_OK, 4, 1, ""}}, CLR_FILE_NOT_FOUND, CLR_METHOD_CUSTOM_EMULATION},
     };
     for (const auto& row : rows) {
         Caller caller;
         Script script{row.events};
         ClrHandle* h = nullptr;
-        EXPECT_EQ(run(1, script, &h, &caller.params), row.status) << "method " << row.method;
+        EXPECT_EQ(run(row.kind, script, &h, &caller.params), row.status) << "method " << row.method;
         quvtest::Handle owned(h);
-        EXPECT_EQ(caller.params.activeMethod, row.method);
+        EXPECT_TRUE(caller.params.activeMethod == row.method && caller.params.methodMask == row.method);
+        EXPECT_TRUE(caller.params.size == CLR_PARAMS_SIZE && caller.params.emulationKind == CLR_METHOD_EMULATION);
+        if (row.method == CLR_METHOD_ICC) {
+            ASSERT_NE(h, nullptr);
+            EXPECT_EQ(h->sourceSpace, ClrSpaceBgr);
+            EXPECT_EQ(h->destSpace, row.kind == 1 ? ClrSpaceCmyk : ClrSpaceLab);
+            EXPECT_EQ(caller.white.code, 65u);
+            EXPECT_EQ(double(caller.white.x), 0.0) << "the typed x is never read back";
+            EXPECT_EQ(caller.cmyk.gcrLevel, row.kind == 1 ? 250 : 900) << "kind 2 has no CMYK record";
+            EXPECT_EQ(caller.cmyk.updateMask, row.kind == 1 ? 1u : 7u);
+        }
         if (row.method != CLR_METHOD_CUSTOM_ICC) continue;
         EXPECT_EQ(wideText(caller.params.inputProfilePath), kCmyk);
         EXPECT_EQ(wideText(caller.params.outputProfilePath), kSrgb);
