@@ -138,14 +138,27 @@ TEST(CustomIcc, LabOutputIsSignedLabInputIsOffsetAndALabConnectionServesALabSide
     EXPECT_GE(out[0], 254) << "paper is white";
 }
 
-TEST(CustomIcc, OneSideGivenTakesTheEmbeddedProfileForTheOtherAndEqualSpacesTransform) {
+TEST(CustomIcc, OneSideGivenTakesTheEmbeddedProfileForTheOther) {
     ClrParams p = customParams(kAdobe);
-    ASSERT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p)) << "output filled from the embedded RGB profile";
+    Handle fallback = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
+    ASSERT_TRUE(fallback) << "output filled from the embedded RGB profile";
+    // So the stored output path is empty: a rebuild from it fails and leaves
+    // no transform; giving both paths brings it back.
+    ClrParams update = customParams(kSrgb);
+    update.methodMask = 2;
+    const uint8_t px[3] = {1, 2, 3};
+    uint8_t out[3];
+    EXPECT_EQ(Quv_ClrSetConversionParams(fallback.get(), &update), CLR_FILE_NOT_FOUND);
+    EXPECT_EQ(fallback->customTransform, nullptr);
+    EXPECT_EQ(Quv_ClrConvert(fallback.get(), px, out, 1, 1, 0, 0), CLR_NULL_ARGUMENT);
+    setPath(update.outputProfilePath, kAdobe);
+    EXPECT_EQ(Quv_ClrSetConversionParams(fallback.get(), &update), CLR_SUCCESS);
+    EXPECT_EQ(Quv_ClrConvert(fallback.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
+
     // Equal spaces still transform.
     p = customParams(kSrgb, kProPhoto);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
     const uint8_t red[3] = {255, 0, 0};
-    uint8_t out[3];
     ASSERT_TRUE(h && Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0) == CLR_SUCCESS);
     EXPECT_LT(out[0], 255) << "sRGB red sits inside ProPhoto's gamut";
     ClrParams q = customParams("/nonexistent/in.icc", kAdobe);  // the input names no file: the side is absent
@@ -190,24 +203,6 @@ TEST(CustomIcc, StatusesOfTheBuilder) {
     setPath(mismatch.inputProfilePath, file);
     makeHandle(ClrSpaceRgb, ClrSpaceRgb, &mismatch, CLR_FILE_NOT_FOUND);
     std::system(("rm -rf " + dir).c_str());
-}
-
-TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
-    // The output came from the embedded fallback, so its stored path is empty.
-    ClrParams p = customParams(kSrgb);
-    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
-    ASSERT_TRUE(h);
-    ClrParams update = customParams(kSrgb);
-    update.methodMask = 2;
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_FILE_NOT_FOUND);
-    EXPECT_EQ(h->customTransform, nullptr);
-    const uint8_t px[3] = {1, 2, 3};
-    uint8_t out[3];
-    EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_NULL_ARGUMENT);
-    // Giving both paths brings it back.
-    setPath(update.outputProfilePath, kAdobe);
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
-    EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
 }
 
 TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
