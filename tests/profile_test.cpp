@@ -123,29 +123,26 @@ TEST(FixedPoint, ListedEncodingsAndDecodings) {
     Quv_DoubleToU8Fixed8Number(40000.5);
 }
 
-TEST(Header, InitSetsTheDefaultsAndTheFirstSetterBuildsTheImage) {
+TEST(Header, InitSetsTheDefaultsAndSettersCheckTheirListsAndBuildTheImage) {
     ScopedProfile sp;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
     // The defaults are read back from the image the first setter builds.
     EXPECT_EQ(sp->header->deviceClass + sp->header->renderingIntent + sp->header->dateTime.year, 0u);
     EXPECT_EQ(+sp->image, nullptr);
     // An existing header is reused and cleared.
-    IccHeader* before = sp->header;
+    IccHeader* header = sp->header;
     sp->header->creator = 77;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
-    EXPECT_EQ(+sp->header, before);
+    EXPECT_EQ(+sp->header, header);
     EXPECT_EQ(sp->header->creator, 0u);
 
     ASSERT_EQ(Quv_SetICCCMMType(sp.get(), sig("quvc")), CLR_SUCCESS);
     ASSERT_EQ(+sp->dataSize, 132u);
-    const std::pair<int, uint32_t> words[] = {{0, 132},       {4, sig("quvc")}, {8, 0x04200000}, {36, sig("acsp")},
-                                              {68, 0xF6D6},   {72, 0x10000},    {76, 0xD32D},    {128, 0}};
-    for (auto [at, want] : words) EXPECT_EQ(be32(sp->image + at), want) << at;
-}
+    const std::pair<int, uint32_t> defaults[] = {{0, 132},     {4, sig("quvc")}, {8, 0x04200000}, {36, sig("acsp")},
+                                                 {68, 0xF6D6}, {72, 0x10000},    {76, 0xD32D},    {128, 0}};
+    for (auto [at, want] : defaults) EXPECT_EQ(be32(sp->image + at), want) << at;
 
-TEST(Header, SettersStoreTheirFieldAndRebuild) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
+    // Each setter stores its field and rebuilds.
     const IccDateTimeNumber date = {2025, 13, 40, 25, 61, 99};  // no range check
     // Flags keep their low two bits, attributes their low four.
     const ClrStatus set[] = {
@@ -166,11 +163,8 @@ TEST(Header, SettersStoreTheirFieldAndRebuild) {
     EXPECT_EQ(std::memcmp(im + 24, dateBytes, 12), 0);
     EXPECT_EQ(sp->header->flags, 3u);
     EXPECT_EQ(sp->header->attributes, 15u);
-}
 
-TEST(Header, ClosedListsRefuseOtherValues) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
+    // Closed lists refuse other values.
     for (const char* c : {"scnr", "mntr", "prtr", "link", "spac", "abst", "nmcl"})
         EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), QUV_ICC_SIG(c[0], c[1], c[2], c[3])), CLR_SUCCESS) << c;
     EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("scan")), CLR_INVALID_PARAMETER);
