@@ -73,8 +73,8 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     ASSERT_TRUE(b && b->inputProfileBlock);
     // Packed fields are read by value: a reference to them would be misaligned.
     const ClrProfileBlock kept = *b->inputProfileBlock;
-    EXPECT_EQ(kept.size, 20u);
-    EXPECT_NE(kept.data, static_cast<const void*>(srgb.data())) << "the handle keeps its own bytes";
+    EXPECT_EQ(uint32_t{kept.size}, 20u);
+    EXPECT_NE(static_cast<const void*>(kept.data), srgb.data()) << "the handle keeps its own bytes";
     ASSERT_EQ(Quv_ClrConvert(b.get(), pixels.data(), out2.data(), 100, 50, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out2, expected);
 }

@@ -287,8 +287,9 @@ TEST(ParseMemory, DecodesHeaderTableAndData) {
     putBe32(bytes, 36, sig("nope"));
     bytes[8] = 9;
     putBe32(bytes, 12, sig("zzzz"));
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->header->signature, sig("nope"));
+    ScopedProfile trusted;
+    ASSERT_EQ(Quv_FillICCProfileStructure(trusted.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(trusted->header->signature, sig("nope"));
 }
 
 TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSizeAndReparsingItCopiesNothing) {
