@@ -108,7 +108,7 @@ TEST(InitParams, ARecordMakesLabAndXyzSourcesOneStage) {
     EXPECT_EQ(makeHandle(ClrSpaceHsv, ClrSpaceXyz, &p)->stageCount, 2) << "only an XYZ source";
 }
 
-TEST(InitParams, CmykParamsAreReadOnlyForCmykPairs) {
+TEST(Params, CmykRecordsAreReadOnlyForCmykPairsAndUpdatesTakeTheLevelByTheMask) {
     ClrParams p = methodParams(CLR_METHOD_BUILTIN);
     ClrCmykParams full{12, 1000, 0};
     p.cmykParams = &full;
@@ -125,6 +125,29 @@ TEST(InitParams, CmykParamsAreReadOnlyForCmykPairs) {
     quvtest::MappedPages none(1, PROT_NONE);
     p.cmykParams = reinterpret_cast<ClrCmykParams*>(none.data());
     makeHandle(ClrSpaceCmyk, ClrSpaceRgb, &p, CLR_BAD_POINTER);
+
+    // Updates make the record, then take the level by its mask.
+    Handle plain = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
+    ClrCmykParams record{12, 1000, 0};
+    ClrParams update = methodParams(0, 16);
+    EXPECT_EQ(Quv_ClrSetConversionParams(plain.get(), &update), CLR_INVALID_PARAMETER) << "no CMYK record";
+    update.cmykParams = &record;
+    ASSERT_EQ(Quv_ClrSetConversionParams(plain.get(), &update), CLR_SUCCESS);
+    EXPECT_EQ(plain->cmykParams->gcrLevel, 1000) << "the first update copies the record";
+    record.gcrLevel = 300;
+    ASSERT_EQ(Quv_ClrSetConversionParams(plain.get(), &update), CLR_SUCCESS);
+    EXPECT_EQ(plain->cmykParams->gcrLevel, 1000) << "later ones need bit 0 of the record's mask";
+    record.updateMask = 1;
+    ASSERT_EQ(Quv_ClrSetConversionParams(plain.get(), &update), CLR_SUCCESS);
+    EXPECT_EQ(plain->cmykParams->gcrLevel, 300);
+    EXPECT_EQ(Quv_ClrSetConversionParams(makeHandle(ClrSpaceRgb, ClrSpaceYuv, nullptr).get(), &update),
+              CLR_INVALID_METHOD);
+    // A failure midway (Lab on a handle without Lab) keeps what was applied.
+    record.gcrLevel = 800;
+    update.methodMask = 1 | 16 | 64;
+    update.activeMethod = CLR_METHOD_BUILTIN;
+    EXPECT_EQ(Quv_ClrSetConversionParams(plain.get(), &update), CLR_INVALID_METHOD);
+    EXPECT_EQ(plain->cmykParams->gcrLevel, 800);
 }
 
 TEST(InitParams, YuvParamsAreCheckedAgainstTheirSampling) {
@@ -280,30 +303,6 @@ TEST(SetParams, ChecksInOrder) {
     p.activeMethod = CLR_METHOD_CUSTOM_EMULATION;
     EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
     EXPECT_EQ(h->activeMethod, uint32_t(CLR_METHOD_CUSTOM_EMULATION));
-}
-
-TEST(SetParams, CmykUpdatesMakeThenTakeTheLevelByItsMask) {
-    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, nullptr);
-    ClrCmykParams cmyk{12, 1000, 0};
-    ClrParams p = methodParams(0, 16);
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_PARAMETER) << "no CMYK record";
-    p.cmykParams = &cmyk;
-    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
-    EXPECT_EQ(h->cmykParams->gcrLevel, 1000) << "the first update copies the record";
-    cmyk.gcrLevel = 300;
-    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
-    EXPECT_EQ(h->cmykParams->gcrLevel, 1000) << "later ones need bit 0 of the record's mask";
-    cmyk.updateMask = 1;
-    ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_SUCCESS);
-    EXPECT_EQ(h->cmykParams->gcrLevel, 300);
-    Handle other = makeHandle(ClrSpaceRgb, ClrSpaceYuv, nullptr);
-    EXPECT_EQ(Quv_ClrSetConversionParams(other.get(), &p), CLR_INVALID_METHOD);
-    // A failure midway (Lab on a handle without Lab) keeps what was applied.
-    cmyk.gcrLevel = 800;
-    p.methodMask = 1 | 16 | 64;
-    p.activeMethod = CLR_METHOD_BUILTIN;
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &p), CLR_INVALID_METHOD);
-    EXPECT_EQ(h->cmykParams->gcrLevel, 800);
 }
 
 TEST(SetParams, YuvUpdatesLookAtTheCmykPointerAndBorrowTheFirstLayout) {
