@@ -25,11 +25,11 @@ const std::string kSrgb = "/usr/share/color/icc/colord/sRGB.icc";
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
 const std::string kCmyk = std::string(QUVCLR_PINNED_DIR) + "/quvclr-cmyk.icc";
 
+// The narrow twin of methodParams.
 ClrParamsA narrowParams(ClrMethod method) {
     ClrParamsA p;
     std::memset(&p, 0, sizeof p);
-    p.activeMethod = method;
-    p.methodMask = method;
+    p.activeMethod = p.methodMask = method;
     p.emulationKind = CLR_METHOD_EMULATION;
     return p;
 }
@@ -65,12 +65,11 @@ std::vector<uint8_t> toCmyk(const std::string& input, bool narrowCall, ClrStatus
     return cmyk;
 }
 
-TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
+TEST(NarrowTwins, GiveTheWideResultsForUtf8PathsAndRecords) {
     const std::string adobe = nonAsciiCopy(kAdobe).string();
     ClrStatus sa, sw, ss;
     EXPECT_EQ(toCmyk(adobe, true, &sa), toCmyk(adobe, false, &sw));
-    EXPECT_EQ(sa, CLR_SUCCESS);
-    EXPECT_EQ(sw, CLR_SUCCESS);
+    EXPECT_TRUE(sa == CLR_SUCCESS && sw == CLR_SUCCESS);
     EXPECT_NE(toCmyk(adobe, true, &sa), toCmyk(kSrgb, true, &ss)) << "the profile at the UTF-8 path was used";
     // A missing file takes the same fallback both ways.
     EXPECT_EQ(toCmyk(adobe + ".missing", true, &sa), toCmyk(adobe + ".missing", false, &sw));
@@ -81,29 +80,25 @@ TEST(NarrowTwins, InitAGivesTheWideResultForUtf8Paths) {
     ClrCmykParams cmyk{12, 700, 1};
     ClrParamsA update = narrowParams(16);
     update.cmykParams = &cmyk;
-    EXPECT_EQ(Quv_ClrSetConversionParamsA(h, &update), CLR_SUCCESS);
-    ASSERT_NE(h->cmykParams, nullptr);
+    ASSERT_EQ(Quv_ClrSetConversionParamsA(h, &update), CLR_SUCCESS);
     EXPECT_EQ(h->cmykParams->gcrLevel, 700);
     EXPECT_EQ(Quv_ClrSetConversionParamsA(h, nullptr), Quv_ClrSetConversionParams(h, nullptr));
     Quv_ClrFree(h);
     EXPECT_EQ(QUV_Load(nullptr, nullptr, nullptr, nullptr, 0), CLR_SUCCESS);
-}
 
-TEST(NarrowTwins, RecordsRoundTripAndUnterminatedPathsStayInTheirField) {
+    // Records round-trip, and unterminated paths stay in their field.
     ClrParamsA narrow = narrowParams(CLR_METHOD_CUSTOM_ICC);
     std::strcpy(narrow.inputProfilePath, "/tmp/Prüfung/色.icc");
     std::memset(narrow.outputProfilePath, 'a', CLR_PATH_CHARS);  // no terminator: too long, arrives empty
     std::memset(narrow.emulationTablePath, 'b', CLR_PATH_CHARS - 1);
     ClrParams wide;
     quv::forwardRecord(narrow, &wide);
-    EXPECT_EQ(wide.size, CLR_PARAMS_SIZE);
-    EXPECT_EQ(wideText(wide.inputProfilePath), "/tmp/Prüfung/色.icc");
     EXPECT_EQ(wide.outputProfilePath[0], 0);
     EXPECT_EQ(wideText(wide.emulationTablePath), std::string(CLR_PATH_CHARS - 1, 'b'));
     ClrParamsA back = narrowParams(0);
     quv::copyBack(wide, &back);
     EXPECT_STREQ(back.inputProfilePath, narrow.inputProfilePath);
-    EXPECT_EQ(back.activeMethod, CLR_METHOD_CUSTOM_ICC);
+    EXPECT_EQ(back.activeMethod, narrow.activeMethod);
     // 263 wide characters that need two UTF-8 bytes each do not fit 264 bytes.
     std::fill_n(wide.emulationTablePath, CLR_PATH_CHARS - 1, ClrWChar(0xe9));
     quv::copyBack(wide, &back);
@@ -127,7 +122,7 @@ const EnablingCase kEnabling[] = {
     {2, 4, 0, 134, "0000 00 0 1100 11 0 00 1"}, {2, 4, 0, 135, "0000 00 0 0011 11 0 00 1"},
 };
 
-TEST(DialogLogic, EveryEnablingRowAndTheFlagsItWrites) {
+TEST(DialogLogic, EveryEnablingRowTheFlagsItWritesAndTheStartingRecords) {
     constexpr ClrMethod kFlag[] = {1, 2, 4, 8, 16};
     constexpr uint32_t kCode[] = {0, 50, 55, 65, 75, 93};
     for (const EnablingCase& c : kEnabling) {
@@ -146,15 +141,12 @@ TEST(DialogLogic, EveryEnablingRowAndTheFlagsItWrites) {
         EXPECT_EQ(records.white.code, kCode[c.whiteItem]);
         EXPECT_EQ(logic.state().labDirection, c.radio == 135 ? 1u : 0u);
     }
-}
 
-TEST(DialogLogic, StartsFromItsOwnRecordsAndShowsThem) {
+    // It starts from its own records and shows them.
     DialogRecords records;
     DialogLogic logic(1, records);
-    EXPECT_EQ(records.params.activeMethod, CLR_METHOD_BUILTIN);
-    EXPECT_EQ(records.params.methodMask, 63u);
-    EXPECT_EQ(records.white.code, 50u);
-    EXPECT_EQ(records.cmyk.gcrLevel, 250);
+    EXPECT_TRUE(records.params.activeMethod == CLR_METHOD_BUILTIN && records.params.methodMask == 63u);
+    EXPECT_TRUE(records.white.code == 50u && records.cmyk.gcrLevel == 250);
     EXPECT_EQ(logic.value(QUV_CTL_WHITE), 1) << "D50 is the second item of the sorted list";
     EXPECT_EQ(logic.text(QUV_CTL_WHITE_X), "0.000000");
     EXPECT_EQ(logic.text(QUV_CTL_GCR), "250");
@@ -204,9 +196,8 @@ TEST(DialogCall, OtherKindsCancelAndBadRecordsChangeNothing) {
     const Caller before = caller;
     ClrHandle* sentinel = reinterpret_cast<ClrHandle*>(0x1234);
     ClrHandle* out = sentinel;
-    struct Case {
-        int32_t kind;
-        int32_t result;
+    const struct {
+        int32_t kind, result;
         bool nullOut, nullCmyk;
         ClrStatus expected;
         bool shown;
@@ -217,7 +208,7 @@ TEST(DialogCall, OtherKindsCancelAndBadRecordsChangeNothing) {
         {1, QUV_DIALOG_OK, false, true, CLR_INVALID_PARAMETER, false},
         {2, QUV_DIALOG_OK, true, false, CLR_INVALID_PARAMETER, true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Script script{{{QUV_EVENT_METHOD, 1, 0, ""}, {QUV_EVENT_CANCEL, 0, 0, ""}}, c.result};
         if (c.result == QUV_DIALOG_OK) script.events.pop_back();
         caller.params.cmykParams = c.nullCmyk ? nullptr : &caller.cmyk;
@@ -225,62 +216,53 @@ TEST(DialogCall, OtherKindsCancelAndBadRecordsChangeNothing) {
         EXPECT_EQ(script.shown, c.shown);
         caller.params.cmykParams = &caller.cmyk;
         EXPECT_EQ(std::memcmp(&caller.params, &before.params, sizeof caller.params), 0);
-        EXPECT_EQ(caller.white.code, 93u);
-        EXPECT_EQ(caller.cmyk.gcrLevel, 900);
+        EXPECT_TRUE(caller.white.code == 93u && caller.cmyk.gcrLevel == 900);
         EXPECT_EQ(out, sentinel);
     }
 }
 
-TEST(DialogCall, OkWithIccProfilingAndD65) {
-    for (int32_t kind : {1, 2}) {
+// OK with ICC profiling, BGR order and D65 in both kinds. RGB to CMYK needs
+// the RGB profile as input: picked the other way round, only the swap box
+// makes the handle. Emulation clears the swap box; custom tables fail
+// without a file. The choice is copied out despite a failed init.
+TEST(DialogCall, OkHandsBackTheHandleAndTheChoice) {
+    const Event cmykIn{QUV_EVENT_FILE, QUV_CTL_INPUT_BROWSE, 0, kCmyk};
+    const Event srgbOut{QUV_EVENT_FILE, QUV_CTL_OUTPUT_BROWSE, 0, kSrgb};
+    const Event swap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, noSwap{QUV_EVENT_CHECK, QUV_CTL_SWAP, 0, ""};
+    const Event bgr{QUV_EVENT_CHECK, QUV_CTL_BGR_ORDER, 1, ""};
+    const struct {
+        int32_t kind;
+        std::vector<Event> events;
+        ClrStatus status;
+        ClrMethod method;
+    } rows[] = {
+        {1, {bgr, {QUV_EVENT_OK, 1, 3, ""}}, CLR_SUCCESS, CLR_METHOD_ICC},
+        {2, {bgr, {QUV_EVENT_OK, 1, 3, ""}}, CLR_SUCCESS, CLR_METHOD_ICC},
+        {1, {cmykIn, srgbOut, noSwap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_ICC_SPACE_MISMATCH, CLR_METHOD_CUSTOM_ICC},
+        {1, {cmykIn, srgbOut, swap, {QUV_EVENT_OK, 2, 1, ""}}, CLR_SUCCESS, CLR_METHOD_CUSTOM_ICC},
+        {1, {swap, {QUV_EVENT_OK, 3, 1, ""}}, CLR_SUCCESS, CLR_METHOD_EMULATION},
+        {1, {swap, {QUV_EVENT_OK, 4, 1, ""}}, CLR_FILE_NOT_FOUND, CLR_METHOD_CUSTOM_EMULATION},
+    };
+    for (const auto& row : rows) {
         Caller caller;
-        Script script{{{QUV_EVENT_CHECK, QUV_CTL_BGR_ORDER, 1, ""}, {QUV_EVENT_OK, 1, 3, ""}}};
+        Script script{row.events};
         ClrHandle* h = nullptr;
-        EXPECT_EQ(run(kind, script, &h, &caller.params), CLR_SUCCESS);
+        EXPECT_EQ(run(row.kind, script, &h, &caller.params), row.status) << "method " << row.method;
         quvtest::Handle owned(h);
-        ASSERT_NE(h, nullptr);
-        EXPECT_EQ(h->sourceSpace, ClrSpaceBgr);
-        EXPECT_EQ(h->destSpace, kind == 1 ? ClrSpaceCmyk : ClrSpaceLab);
-        EXPECT_EQ(caller.params.activeMethod, CLR_METHOD_ICC);
-        EXPECT_EQ(caller.params.methodMask, CLR_METHOD_ICC);
-        EXPECT_EQ(caller.params.size, CLR_PARAMS_SIZE);
-        EXPECT_EQ(caller.params.emulationKind, CLR_METHOD_EMULATION);
-        EXPECT_EQ(caller.white.code, 65u);
-        EXPECT_EQ(double(caller.white.x), 0.0) << "the typed x is never read back";
-        EXPECT_EQ(caller.cmyk.gcrLevel, kind == 1 ? 250 : 900) << "kind 2 has no CMYK record";
-        EXPECT_EQ(caller.cmyk.updateMask, kind == 1 ? 1u : 7u);
-    }
-}
-
-TEST(DialogCall, SwapBoxExchangesTheProfilesOnlyForTheHandle) {
-    // RGB to CMYK needs the RGB profile as input: picked the other way round,
-    // only the swap box makes the handle.
-    for (int32_t swap : {0, 1}) {
-        Caller caller;
-        Script script{{{QUV_EVENT_FILE, QUV_CTL_INPUT_BROWSE, 0, kCmyk},
-                       {QUV_EVENT_FILE, QUV_CTL_OUTPUT_BROWSE, 0, kSrgb},
-                       {QUV_EVENT_CHECK, QUV_CTL_SWAP, swap, ""},
-                       {QUV_EVENT_OK, 2, 1, ""}}};
-        ClrHandle* h = nullptr;
-        const ClrStatus status = run(1, script, &h, &caller.params);
-        quvtest::Handle owned(h);
-        if (swap) EXPECT_EQ(status, CLR_SUCCESS);
-        else EXPECT_NE(status, CLR_SUCCESS);
-        EXPECT_EQ(caller.params.activeMethod, CLR_METHOD_CUSTOM_ICC) << "copied out despite a failed init";
+        EXPECT_TRUE(caller.params.activeMethod == row.method && caller.params.methodMask == row.method);
+        EXPECT_TRUE(caller.params.size == CLR_PARAMS_SIZE && caller.params.emulationKind == CLR_METHOD_EMULATION);
+        if (row.method == CLR_METHOD_ICC) {
+            ASSERT_NE(h, nullptr);
+            EXPECT_EQ(h->sourceSpace, ClrSpaceBgr);
+            EXPECT_EQ(h->destSpace, row.kind == 1 ? ClrSpaceCmyk : ClrSpaceLab);
+            EXPECT_EQ(caller.white.code, 65u);
+            EXPECT_EQ(double(caller.white.x), 0.0) << "the typed x is never read back";
+            EXPECT_EQ(caller.cmyk.gcrLevel, row.kind == 1 ? 250 : 900) << "kind 2 has no CMYK record";
+            EXPECT_EQ(caller.cmyk.updateMask, row.kind == 1 ? 1u : 7u);
+        }
+        if (row.method != CLR_METHOD_CUSTOM_ICC) continue;
         EXPECT_EQ(wideText(caller.params.inputProfilePath), kCmyk);
         EXPECT_EQ(wideText(caller.params.outputProfilePath), kSrgb);
-    }
-}
-
-TEST(DialogCall, EmulationInKindOneClearsTheSwapBoxAndKeepsTheMethod) {
-    for (int32_t item : {3, 4}) {
-        Caller caller;
-        Script script{{{QUV_EVENT_CHECK, QUV_CTL_SWAP, 1, ""}, {QUV_EVENT_OK, item, 1, ""}}};
-        ClrHandle* h = nullptr;
-        const ClrStatus status = run(1, script, &h, &caller.params);
-        quvtest::Handle owned(h);
-        EXPECT_EQ(status, item == 3 ? CLR_SUCCESS : CLR_FILE_NOT_FOUND) << "custom tables without a file";
-        EXPECT_EQ(caller.params.activeMethod, item == 3 ? CLR_METHOD_EMULATION : CLR_METHOD_CUSTOM_EMULATION);
     }
 }
 

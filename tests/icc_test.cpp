@@ -21,7 +21,19 @@ const std::string kSrgb = kSrgbPath;
 const std::string kAdobe = "/usr/share/color/icc/colord/AdobeRGB1998.icc";
 const std::string kProPhoto = "/usr/share/color/icc/colord/ProPhotoRGB.icc";
 
-ClrParams customParams() { return methodParams(CLR_METHOD_CUSTOM_ICC); }
+// A record of the custom ICC method naming the given profiles (empty: none).
+ClrParams customParams(const std::string& in = "", const std::string& out = "") {
+    ClrParams p = methodParams(CLR_METHOD_CUSTOM_ICC);
+    if (!in.empty()) setPath(p.inputProfilePath, in);
+    if (!out.empty()) setPath(p.outputProfilePath, out);
+    return p;
+}
+ClrParams builtinIcc() { return methodParams(CLR_METHOD_ICC); }
+
+std::vector<uint8_t> embedded(uint32_t id) {
+    const quv::icc::EmbeddedProfile* p = quv::icc::findEmbeddedProfile(id);
+    return p ? std::vector<uint8_t>(p->data, p->data + p->length) : std::vector<uint8_t>{};
+}
 
 // lcms2 by itself: the two profiles, the output's header intent, no flags.
 std::vector<uint8_t> lcmsReference(const std::vector<uint8_t>& in, const std::vector<uint8_t>& out,
@@ -45,50 +57,30 @@ TEST(CustomIcc, PathsAndBlocksGiveLcmsBytes) {
     const auto pixels = randomBytes(3 * 5000, 12);
     const auto expected = lcmsReference(srgb, adobe, TYPE_RGB_8, TYPE_BGR_8, pixels, pixels.size());
 
-    ClrParams byPath = customParams();
-    setPath(byPath.inputProfilePath, kSrgb);
-    setPath(byPath.outputProfilePath, kAdobe);
+    ClrParams byPath = customParams(kSrgb, kAdobe);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byPath);
     ASSERT_TRUE(h);
     EXPECT_EQ(h->stageCount, 1);
-    std::vector<uint8_t> out(pixels.size());
+    std::vector<uint8_t> out(pixels.size()), out2(pixels.size());
     ASSERT_EQ(Quv_ClrConvert(h.get(), pixels.data(), out.data(), 5000, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out, expected);
 
     ClrProfileBlock in{0, srgb.data(), srgb.size()}, outBlock{0, adobe.data(), adobe.size()};
-    ClrParams byBlock = customParams();
+    ClrParams byBlock = customParams("/nonexistent/ignored.icc");  // a block wins over a path
     byBlock.inputProfileBlock = &in;
     byBlock.outputProfileBlock = &outBlock;
-    setPath(byBlock.inputProfilePath, "/nonexistent/ignored.icc");  // a block wins over a path
     Handle b = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &byBlock);
-    ASSERT_TRUE(b);
-    ASSERT_NE(b->inputProfileBlock, nullptr);
+    ASSERT_TRUE(b && b->inputProfileBlock);
     // Packed fields are read by value: a reference to them would be misaligned.
-    const uint32_t size = b->inputProfileBlock->size;
-    const void* data = b->inputProfileBlock->data;
-    EXPECT_EQ(size, 20u);
-    EXPECT_NE(data, static_cast<const void*>(srgb.data())) << "the handle keeps its own bytes";
-    std::vector<uint8_t> out2(pixels.size());
+    const ClrProfileBlock kept = *b->inputProfileBlock;
+    EXPECT_EQ(uint32_t{kept.size}, 20u);
+    EXPECT_NE(static_cast<const void*>(kept.data), srgb.data()) << "the handle keeps its own bytes";
     ASSERT_EQ(Quv_ClrConvert(b.get(), pixels.data(), out2.data(), 100, 50, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(out2, expected);
 }
 
-TEST(CustomIcc, EqualSpacesStillTransform) {
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kSrgb);
-    setPath(p.outputProfilePath, kProPhoto);
-    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
-    ASSERT_TRUE(h);
-    const uint8_t red[3] = {255, 0, 0};
-    uint8_t out[3];
-    ASSERT_EQ(Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0), CLR_SUCCESS);
-    EXPECT_LT(out[0], 255) << "sRGB red sits inside ProPhoto's gamut";
-}
-
 TEST(CustomIcc, RowsWithPaddingAndInPlaceRunsAgreeWithOneRun) {
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kSrgb);
-    setPath(p.outputProfilePath, kAdobe);
+    ClrParams p = customParams(kSrgb, kAdobe);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
     const int w = 7, hgt = 5;
     const auto packed = randomBytes(3 * w * hgt, 4);
@@ -102,25 +94,20 @@ TEST(CustomIcc, RowsWithPaddingAndInPlaceRunsAgreeWithOneRun) {
         EXPECT_TRUE(std::equal(expected.begin() + 21 * y, expected.begin() + 21 * (y + 1), padded.begin() + 24 * y));
 
     // In place with a wider destination stride the rows run from the last,
-    // so no row is overwritten before it is read. Two pixels a row (6
-    // bytes) against a 16-byte destination stride: no row overlaps itself.
-    const int narrow = 2;
-    const auto small = randomBytes(3 * narrow * hgt, 9);
-    std::vector<uint8_t> reference(small.size());
-    ASSERT_EQ(Quv_ClrConvert(h.get(), small.data(), reference.data(), narrow, hgt, 0, 0), CLR_SUCCESS);
+    // so no row is overwritten before it is read. The first two pixels of
+    // each row (6 bytes) against a 16-byte destination stride: no row
+    // overlaps itself.
     std::vector<uint8_t> inPlace(16 * hgt, 0);
-    std::copy(small.begin(), small.end(), inPlace.begin());
-    ASSERT_EQ(Quv_ClrConvert(h.get(), inPlace.data(), inPlace.data(), narrow, hgt, 1, 16), CLR_SUCCESS);
+    for (int y = 0; y < hgt; ++y) std::copy_n(packed.begin() + 21 * y, 6, inPlace.begin() + 6 * y);
+    ASSERT_EQ(Quv_ClrConvert(h.get(), inPlace.data(), inPlace.data(), 2, hgt, 1, 16), CLR_SUCCESS);
     for (int y = 0; y < hgt; ++y)
-        EXPECT_TRUE(std::equal(reference.begin() + 6 * y, reference.begin() + 6 * (y + 1), inPlace.begin() + 16 * y))
-            << y;
+        EXPECT_TRUE(std::equal(&expected[21 * y], &expected[21 * y + 6], &inPlace[16 * y])) << y;
 }
 
-TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
+TEST(CustomIcc, LabOutputIsSignedLabInputIsOffsetAndALabConnectionServesALabSide) {
     const auto lab = lcmsImage(cmsCreateLab2Profile(nullptr));
     ClrProfileBlock labBlock{0, lab.data(), lab.size()};
-    ClrParams toLab = customParams();
-    setPath(toLab.inputProfilePath, kSrgb);
+    ClrParams toLab = customParams(kSrgb);
     toLab.outputProfileBlock = &labBlock;
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceLab, &toLab);
     ASSERT_TRUE(h);
@@ -130,9 +117,8 @@ TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
     EXPECT_LE(std::abs(static_cast<int8_t>(out[1])), 1) << "a near 0, not near 128";
     EXPECT_LE(std::abs(static_cast<int8_t>(out[2])), 1);
 
-    ClrParams fromLab = customParams();
+    ClrParams fromLab = customParams("", kSrgb);
     fromLab.inputProfileBlock = &labBlock;
-    setPath(fromLab.outputProfilePath, kSrgb);
     Handle back = makeHandle(ClrSpaceLab, ClrSpaceRgb, &fromLab);
     ASSERT_TRUE(back);
     const uint8_t neutral[3] = {out[0], 128, 128};
@@ -140,16 +126,42 @@ TEST(CustomIcc, LabOutputIsSignedAndLabInputIsOffset) {
     ASSERT_EQ(Quv_ClrConvert(back.get(), neutral, rgb, 1, 1, 0, 0), CLR_SUCCESS);
     EXPECT_NEAR(rgb[0], 128, 2);
     EXPECT_NEAR(rgb[2], 128, 2);
+
+    // The CMYK profile alone, to Lab: it links on the first attempt.
+    const auto cmyk = embedded(CLR_EMBEDDED_PROFILE_CMYK);
+    ClrProfileBlock block{0, cmyk.data(), cmyk.size()};
+    ClrParams alone = customParams();
+    alone.inputProfileBlock = &block;
+    Handle ink = makeHandle(ClrSpaceCmyk, ClrSpaceLab, &alone);
+    const uint8_t paper[4] = {0, 0, 0, 0};
+    ASSERT_TRUE(ink && Quv_ClrConvert(ink.get(), paper, out, 1, 1, 0, 0) == CLR_SUCCESS);
+    EXPECT_GE(out[0], 254) << "paper is white";
 }
 
 TEST(CustomIcc, OneSideGivenTakesTheEmbeddedProfileForTheOther) {
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kAdobe);
+    ClrParams p = customParams(kAdobe);
+    Handle fallback = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
+    ASSERT_TRUE(fallback) << "output filled from the embedded RGB profile";
+    // So the stored output path is empty: a rebuild from it fails and leaves
+    // no transform; giving both paths brings it back.
+    ClrParams update = customParams(kSrgb);
+    update.methodMask = 2;
+    const uint8_t px[3] = {1, 2, 3};
+    uint8_t out[3];
+    EXPECT_EQ(Quv_ClrSetConversionParams(fallback.get(), &update), CLR_FILE_NOT_FOUND);
+    EXPECT_EQ(fallback->customTransform, nullptr);
+    EXPECT_EQ(Quv_ClrConvert(fallback.get(), px, out, 1, 1, 0, 0), CLR_NULL_ARGUMENT);
+    setPath(update.outputProfilePath, kAdobe);
+    EXPECT_EQ(Quv_ClrSetConversionParams(fallback.get(), &update), CLR_SUCCESS);
+    EXPECT_EQ(Quv_ClrConvert(fallback.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
+
+    // Equal spaces still transform.
+    p = customParams(kSrgb, kProPhoto);
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p);
-    ASSERT_TRUE(h) << "output filled from the embedded RGB profile";
-    ClrParams q = customParams();
-    setPath(q.outputProfilePath, kAdobe);
-    setPath(q.inputProfilePath, "/nonexistent/in.icc");  // names no file: the side is absent
+    const uint8_t red[3] = {255, 0, 0};
+    ASSERT_TRUE(h && Quv_ClrConvert(h.get(), red, out, 1, 1, 0, 0) == CLR_SUCCESS);
+    EXPECT_LT(out[0], 255) << "sRGB red sits inside ProPhoto's gamut";
+    ClrParams q = customParams("/nonexistent/in.icc", kAdobe);  // the input names no file: the side is absent
     Handle g = makeHandle(ClrSpaceBgr, ClrSpaceRgb, &q);
     ASSERT_TRUE(g);
     EXPECT_EQ(g->inputProfilePath[0], 0) << "only a path that names a file is kept";
@@ -177,70 +189,36 @@ TEST(CustomIcc, StatusesOfTheBuilder) {
 
     // An RGB profile for a Lab side: the spaces don't match, and Lab has no
     // embedded stand-in to fall back on.
-    ClrParams mismatch = customParams();
-    setPath(mismatch.inputProfilePath, kSrgb);
+    ClrParams mismatch = customParams(kSrgb);
     makeHandle(ClrSpaceRgb, ClrSpaceLab, &mismatch, CLR_ICC_SPACE_MISMATCH);
-}
 
-TEST(CustomIcc, LongPathsThatNameAFileAreRefused) {
-    // 261 characters: it fits the record's field but not the handle's.
+    // A path of 261 characters that names a file fits the record's field but
+    // not the handle's.
     const std::string dir = "/tmp/quvclr-long-path";
     std::string path = dir;
     while (path.size() < 200) path += "/abcdefghijklmnopqrstuvwxyz0123456789";
     ASSERT_EQ(std::system(("mkdir -p '" + path + "'").c_str()), 0);
     const std::string file = path + "/" + std::string(261 - path.size() - 1, 'p');
-    ASSERT_EQ(file.size(), 261u);
     ASSERT_EQ(std::system(("cp " + kSrgb + " '" + file + "'").c_str()), 0);
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, file);
-    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &p, CLR_FILE_NOT_FOUND);
+    setPath(mismatch.inputProfilePath, file);
+    makeHandle(ClrSpaceRgb, ClrSpaceRgb, &mismatch, CLR_FILE_NOT_FOUND);
     std::system(("rm -rf " + dir).c_str());
 }
 
-TEST(CustomIcc, RebuildWithAnEmptyStoredPathFailsAndLeavesNoTransform) {
-    // The output came from the embedded fallback, so its stored path is empty.
-    ClrParams p = customParams();
-    setPath(p.inputProfilePath, kSrgb);
-    Handle h = makeHandle(ClrSpaceRgb, ClrSpaceBgr, &p);
-    ASSERT_TRUE(h);
-    ClrParams update = customParams();
-    update.methodMask = 2;
-    setPath(update.inputProfilePath, kSrgb);
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_FILE_NOT_FOUND);
-    EXPECT_EQ(h->customTransform, nullptr);
-    const uint8_t px[3] = {1, 2, 3};
-    uint8_t out[3];
-    EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_NULL_ARGUMENT);
-    // Giving both paths brings it back.
-    setPath(update.outputProfilePath, kAdobe);
-    EXPECT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
-    EXPECT_EQ(Quv_ClrConvert(h.get(), px, out, 1, 1, 0, 0), CLR_SUCCESS);
-}
-
-// ---- the built-in ICC method: the embedded profiles ----
-
-std::vector<uint8_t> embedded(uint32_t id) {
-    const quv::icc::EmbeddedProfile* p = quv::icc::findEmbeddedProfile(id);
-    return p ? std::vector<uint8_t>(p->data, p->data + p->length) : std::vector<uint8_t>{};
-}
-
-ClrParams builtinIcc() { return methodParams(CLR_METHOD_ICC); }
-
 TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
-    struct Case {
+    const struct {
         ClrSpace from, to;
         uint32_t inId, outId;
         cmsUInt32Number inFormat, outFormat;
         int inBytes, outBytes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {ClrSpaceRgb, ClrSpaceCmyk, 105, 107, TYPE_RGB_8, TYPE_CMYK_8, 3, 4},
         {ClrSpaceCmyk, ClrSpaceBgr, 107, 105, TYPE_CMYK_8, TYPE_BGR_8, 4, 3},
         {ClrSpaceBgr, ClrSpaceCmy, 105, 110, TYPE_BGR_8, TYPE_CMY_8, 3, 3},
         {ClrSpaceCmy, ClrSpaceRgb, 110, 105, TYPE_CMY_8, TYPE_RGB_8, 3, 3},
         {ClrSpaceRgb, ClrSpaceBgr, 105, 105, TYPE_RGB_8, TYPE_BGR_8, 3, 3},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const int n = 3000;
         const auto pixels = randomBytes(size_t(c.inBytes) * n, c.from * 17 + c.to);
         const auto expected = lcmsReference(embedded(c.inId), embedded(c.outId), c.inFormat, c.outFormat, pixels,
@@ -255,7 +233,7 @@ TEST(BuiltinIcc, EmbeddedProfilesGiveLcmsBytes) {
     }
 }
 
-TEST(BuiltinIcc, SpacesWithoutAFormatAreRefused) {
+TEST(BuiltinIcc, SpacesWithoutAFormatAreRefusedAndTheShortRecordHasNoFlags) {
     ClrParams p = builtinIcc();
     makeHandle(ClrSpaceRgb, ClrSpaceYuv, &p, CLR_INVALID_SPACE);
     makeHandle(ClrSpaceHsv, ClrSpaceRgb, &p, CLR_INVALID_SPACE);
@@ -264,18 +242,13 @@ TEST(BuiltinIcc, SpacesWithoutAFormatAreRefused) {
     ASSERT_TRUE(twoStage);
     EXPECT_EQ(twoStage->iccTransform, nullptr);
     EXPECT_EQ(twoStage->inputFormat, uint32_t{ClrSpaceHsv});
-}
 
-TEST(BuiltinIcc, TheShortRecordCarriesNoEngineFlags) {
-    // 1648 bytes at the end of a mapping: the flags word behind it is never read.
+    // 1648 bytes at the end of a mapping: the flags word behind them is never read.
     MappedPages pages(1);
-    auto* p = reinterpret_cast<ClrParams*>(pages.tail(CLR_PARAMS_SIZE_NO_FLAGS));
-    std::memset(p, 0, CLR_PARAMS_SIZE_NO_FLAGS);
-    p->size = CLR_PARAMS_SIZE_NO_FLAGS;
-    p->activeMethod = p->methodMask = CLR_METHOD_ICC;
-    ClrHandle* h = nullptr;
-    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceBgr, p), CLR_SUCCESS);
-    Quv_ClrFree(h);
+    auto* shortForm = reinterpret_cast<ClrParams*>(pages.tail(CLR_PARAMS_SIZE_NO_FLAGS));
+    std::memcpy(shortForm, &p, CLR_PARAMS_SIZE_NO_FLAGS);
+    shortForm->size = CLR_PARAMS_SIZE_NO_FLAGS;
+    EXPECT_TRUE(makeHandle(ClrSpaceRgb, ClrSpaceBgr, shortForm));
 }
 
 TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
@@ -285,15 +258,11 @@ TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     ASSERT_TRUE(viaYcck && viaCmyk);
     ASSERT_NE(viaYcck->ycckTable, nullptr);
     const auto cmyk = randomBytes(4 * 500, 31);
-    std::vector<uint8_t> ycck(cmyk.size());
+    std::vector<uint8_t> ycck(cmyk.size()), turned(cmyk.size());
     for (size_t i = 0; i < cmyk.size(); i += 4) {
         quv::kernels::cmykPixelToYcck(*viaYcck->ycckTable, &cmyk[i], &ycck[i]);
-        ycck[i + 3] = cmyk[i + 3];
-    }
-    std::vector<uint8_t> turned(cmyk.size());
-    for (size_t i = 0; i < cmyk.size(); i += 4) {
         quv::kernels::ycckPixelToCmyk(*viaYcck->ycckTable, &ycck[i], &turned[i]);
-        turned[i + 3] = ycck[i + 3];
+        ycck[i + 3] = turned[i + 3] = cmyk[i + 3];
     }
     std::vector<uint8_t> a(3 * 500), b(3 * 500);
     ASSERT_EQ(Quv_ClrConvert(viaYcck.get(), ycck.data(), a.data(), 500, 1, 0, 0), CLR_SUCCESS);
@@ -301,52 +270,23 @@ TEST(BuiltinIcc, YcckIsTurnedToCmykAroundTheTransform) {
     EXPECT_EQ(a, b);
     // In place the same.
     std::vector<uint8_t> inPlace = ycck;
-    ClrParams toCmyk = builtinIcc();
-    Handle ycckToCmyk = makeHandle(ClrSpaceYcck, ClrSpaceCmyk, &toCmyk);
+    Handle ycckToCmyk = makeHandle(ClrSpaceYcck, ClrSpaceCmyk, &p);
     std::vector<uint8_t> separate(ycck.size());
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), ycck.data(), separate.data(), 500, 1, 0, 0), CLR_SUCCESS);
     ASSERT_EQ(Quv_ClrConvert(ycckToCmyk.get(), inPlace.data(), inPlace.data(), 500, 1, 0, 0), CLR_SUCCESS);
     EXPECT_EQ(inPlace, separate);
-
-    // Without its tables the handle hands the bytes over unturned.
-    quv::kernels::YcckTables* tables = viaYcck->ycckTable;
-    viaYcck->ycckTable = nullptr;
-    std::vector<uint8_t> raw(3 * 500), cmykOfRaw(3 * 500);
-    const ClrStatus s = Quv_ClrConvert(viaYcck.get(), ycck.data(), raw.data(), 500, 1, 0, 0);
-    viaYcck->ycckTable = tables;
-    ASSERT_EQ(s, CLR_SUCCESS);
-    ASSERT_EQ(Quv_ClrConvert(viaCmyk.get(), ycck.data(), cmykOfRaw.data(), 500, 1, 0, 0), CLR_SUCCESS);
-    EXPECT_EQ(raw, cmykOfRaw);
-}
-
-TEST(CustomIcc, OneProfileWithALabConnectionServesALabSide) {
-    // The CMYK profile alone, to Lab: it links on the first attempt.
-    const auto cmyk = embedded(CLR_EMBEDDED_PROFILE_CMYK);
-    ClrProfileBlock block{0, cmyk.data(), cmyk.size()};
-    ClrParams p = customParams();
-    p.inputProfileBlock = &block;
-    Handle h = makeHandle(ClrSpaceCmyk, ClrSpaceLab, &p);
-    ASSERT_TRUE(h);
-    const uint8_t paper[4] = {0, 0, 0, 0};
-    uint8_t lab[3];
-    ASSERT_EQ(Quv_ClrConvert(h.get(), paper, lab, 1, 1, 0, 0), CLR_SUCCESS);
-    EXPECT_GE(lab[0], 254) << "paper is white";
 }
 
 TEST(BuiltinIcc, WhitePointUpdatesRebuildTheTransform) {
     ClrParams p = builtinIcc();
     Handle h = makeHandle(ClrSpaceRgb, ClrSpaceCmyk, &p);
     ASSERT_TRUE(h);
-    void* before = h->iccTransform;
     ClrWhitePoint d65{65, 0, 0};
-    ClrParams update = builtinIcc();
-    update.methodMask = 4;
+    ClrParams update = methodParams(CLR_METHOD_ICC, 4);
     update.whitePoint = &d65;
     ASSERT_EQ(Quv_ClrSetConversionParams(h.get(), &update), CLR_SUCCESS);
     EXPECT_NE(h->iccTransform, nullptr);
-    const uint32_t code = h->whitePoint->code;
-    EXPECT_EQ(code, 65u);
-    (void)before;  // closed and made again; the allocator may hand back the same address
+    EXPECT_EQ(uint32_t{h->whitePoint->code}, 65u);
     const uint8_t white[3] = {255, 255, 255};
     uint8_t ink[4];
     ASSERT_EQ(Quv_ClrConvert(h.get(), white, ink, 1, 1, 0, 0), CLR_SUCCESS);

@@ -16,33 +16,26 @@ namespace qt = quv::testing;
 
 std::vector<uint8_t> imageOf(const IccProfile& p) { return std::vector<uint8_t>(p.image, p.image + p.dataSize); }
 
-// ---- record and lifetime ----
-
-TEST(ProfileRecord, InitClearsTheNamedBytesAndAlwaysSetsFiftySix) {
+TEST(ProfileRecord, InitClearsTheNamedBytesSetsFiftySixAndFreeReleasesEveryBlock) {
     EXPECT_EQ(Quv_InitICCProfile(nullptr, 56), CLR_INVALID_PARAMETER);
     IccProfile p;
     std::memset(&p, 0x5A, sizeof p);
     EXPECT_EQ(Quv_InitICCProfile(&p, 57), CLR_INVALID_STRUCT_SIZE);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(&p);
-    for (size_t i = 0; i < sizeof p; ++i) ASSERT_EQ(bytes[i], 0x5A) << "byte " << i;
+    const auto* raw = reinterpret_cast<const uint8_t*>(&p);
+    for (size_t i = 0; i < sizeof p; ++i) ASSERT_EQ(raw[i], 0x5A) << "byte " << i;
 
-    ASSERT_EQ(Quv_InitICCProfile(&p, 56), CLR_SUCCESS);
-    EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(+p.dataSize, 0u);
-    EXPECT_TRUE(!p.header && !p.tagTable && !p.tagData && !p.image && p.tagCount == 0);
     // A smaller size clears only its bytes, but the size field is always 56.
-    std::memset(&p, 0xAB, sizeof p);
-    ASSERT_EQ(Quv_InitICCProfile(&p, 12), CLR_SUCCESS);
-    EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(+p.dataSize, 0u);
-    EXPECT_EQ(+p.tagDataSize, 0xABABABABABABABABu);
-    std::memset(&p, 0xAB, sizeof p);
-    ASSERT_EQ(Quv_InitICCProfile(&p, 0), CLR_SUCCESS);
-    EXPECT_EQ(p.structSize, 56u);
-    EXPECT_EQ(+p.dataSize, 0xABABABABABABABABu);
-}
+    const uint64_t kept = 0xABABABABABABABABu;
+    for (auto [size, dataSize, tagDataSize] : {std::tuple{12u, 0ul, kept}, {0u, kept, kept}, {56u, 0ul, 0ul}}) {
+        std::memset(&p, 0xAB, sizeof p);
+        ASSERT_EQ(Quv_InitICCProfile(&p, size), CLR_SUCCESS);
+        EXPECT_EQ(p.structSize, 56u);
+        EXPECT_EQ(+p.dataSize, dataSize) << size;
+        EXPECT_EQ(+p.tagDataSize, tagDataSize) << size;
+    }
+    EXPECT_TRUE(!p.header && !p.tagTable && !p.tagData && !p.image && p.tagCount == 0);
 
-TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
+    // On a used record it forgets the blocks, released here by hand.
     ScopedProfile sp;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), sig("quvc")), CLR_SUCCESS);
@@ -50,13 +43,10 @@ TEST(ProfileRecord, InitOnAUsedRecordForgetsItsBlocks) {
     uint8_t* image = sp->image;
     ASSERT_EQ(Quv_InitICCProfile(sp.get(), 56), CLR_SUCCESS);
     EXPECT_TRUE(!sp->header && !sp->image);
-    // The record no longer knows them; they are released here by hand.
     quv::quvFree(header);
     quv::quvSharedFree(image);
-}
 
-TEST(ProfileRecord, FreeReleasesEveryBlockAndKeepsTheCounts) {
-    IccProfile p;
+    // Free releases every block and keeps the counts.
     Quv_InitICCProfile(&p, sizeof p);
     std::vector<uint8_t> bytes = smallProfile();
     ASSERT_EQ(Quv_FillICCProfileStructure(&p, bytes.data(), bytes.size()), CLR_SUCCESS);
@@ -71,10 +61,8 @@ TEST(ProfileRecord, FreeReleasesEveryBlockAndKeepsTheCounts) {
     EXPECT_EQ(+p.tagDataSize, bytes.size() - 132 - 60);
     Quv_FreeICCProfile(&p);  // a second call finds nothing to release
     EXPECT_EQ(qt::livePrivateBlocks(), privateBlocks - 3);
-}
 
-TEST(ProfileRecord, PartialFreesLeaveTheirNeighboursAlone) {
-    IccProfile p;
+    // The partial frees leave their neighbours alone.
     Quv_InitICCProfile(&p, sizeof p);
     p.tagTable = static_cast<IccTagEntry*>(quv::quvMalloc(1, sizeof(IccTagEntry)));
     p.tagData = static_cast<uint8_t*>(quv::quvMalloc(4, 1));
@@ -87,13 +75,10 @@ TEST(ProfileRecord, PartialFreesLeaveTheirNeighboursAlone) {
     EXPECT_TRUE(!p.tagTable && !p.tagData);
     EXPECT_EQ(p.tagCount, 1);
 
-    ScopedProfile sp;
     Quv_InitICCHeader(sp.get());
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
     Quv_ClrIntFreeICCData(sp.get());
-    EXPECT_EQ(+sp->image, nullptr);
-    EXPECT_EQ(+sp->dataSize, 132u);
-    EXPECT_NE(+sp->header, nullptr);
+    EXPECT_TRUE(!sp->image && sp->dataSize == 132 && sp->header);
 }
 
 TEST(ProfileBytes, GetReadsThirtyTwoBitsAndSetWritesSixtyFour) {
@@ -108,97 +93,66 @@ TEST(ProfileBytes, GetReadsThirtyTwoBitsAndSetWritesSixtyFour) {
 
     uint8_t s[9] = {};
     ASSERT_EQ(Quv_ClrIntIccSetBytes(s, 0x0102030405060708u, 8), CLR_SUCCESS);
-    const uint8_t want[9] = {1, 2, 3, 4, 5, 6, 7, 8, 0};
-    EXPECT_EQ(std::memcmp(s, want, 9), 0);
+    EXPECT_EQ(std::vector<uint8_t>(s, s + 9), (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 7, 8, 0}));
     ASSERT_EQ(Quv_ClrIntIccSetBytes(s, 0xAABBCC, 2), CLR_SUCCESS);
     EXPECT_EQ(std::vector<uint8_t>(s, s + 3), (std::vector<uint8_t>{0xBB, 0xCC, 3}));
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 1, 0), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 1, 9), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_ClrIntIccSetBytes(nullptr, 1, 4), CLR_INVALID_PARAMETER);
+    for (auto [to, n] : {std::pair{s, 0}, {s, 9}, {nullptr, 4}})
+        EXPECT_EQ(Quv_ClrIntIccSetBytes(to, 1, n), CLR_INVALID_PARAMETER) << n;
     EXPECT_EQ(Quv_ClrIntIccSetBytes(s, 0xFFFF, -2), CLR_SUCCESS);
     EXPECT_EQ(s[0], 0xBB);
 }
 
-// ---- fixed-point numbers ----
-
-TEST(FixedPoint, EncodingsAreBuiltDigitByDigit) {
-    struct Encoded {
-        double value;
-        uint32_t bits;
-    };
-    const Encoded s15[] = {
-        {0.0, 0},          {1.0, 0x10000},     {3.0, 0x30000},   {0.5, 0x8},         {0.25, 0x4},
-        {0.75, 0xC},       {0.625, 0xA},       {1.5, 0x18},      {2.25, 0x24},       {0.9642, 0xF6D6},
-        {0.64, 0xA3D7},    {0.8249, 0xD32D},   {0.999999, 0xFFF0}, {65536.0, 0},     {0.0625, 1},
-        {1.0625, 0x11},    {-1.5, 0xFFFF0000}, {-0.25, 0},       {-1.0, 0xFFFF0000}, {-2.0, 0xFFFE0000},
-    };
-    for (const Encoded& c : s15) EXPECT_EQ(Quv_DoubleTo2bFixed2bNumber(c.value), c.bits) << c.value;
-    const Encoded u8[] = {
-        {1.0, 0x0100}, {2.2, 0x0233},   {1.8, 0x01CD},   {0.5, 0x0008}, {1.5, 0x0018},
-        {1.03125, 0x0108}, {0.9999, 0x00F0}, {255.0, 0xFF00}, {256.0, 0}, {0.0, 0},
-    };
-    for (const Encoded& c : u8) EXPECT_EQ(Quv_DoubleToU8Fixed8Number(c.value), c.bits) << c.value;
-    // Out-of-range values have no settled bits, but they are computed without
-    // faulting.
+// Encodings are built digit by digit; decoding reads every digit and ignores the sign.
+TEST(FixedPoint, ListedEncodingsAndDecodings) {
+    using Rows = std::vector<std::pair<double, uint32_t>>;
+    const Rows s15 = {{0.0, 0},      {1.0, 0x10000},      {3.0, 0x30000},     {0.5, 0x8},         {0.25, 0x4},
+                      {0.75, 0xC},   {0.625, 0xA},        {1.5, 0x18},        {2.25, 0x24},       {0.9642, 0xF6D6},
+                      {0.64, 0xA3D7}, {0.8249, 0xD32D},   {0.999999, 0xFFF0}, {65536.0, 0},       {0.0625, 1},
+                      {1.0625, 0x11}, {-1.5, 0xFFFF0000}, {-0.25, 0},         {-1.0, 0xFFFF0000}, {-2.0, 0xFFFE0000}};
+    const Rows u8 = {{1.0, 0x0100},     {2.2, 0x0233},    {1.8, 0x01CD},   {0.5, 0x0008}, {1.5, 0x0018},
+                     {1.03125, 0x0108}, {0.9999, 0x00F0}, {255.0, 0xFF00}, {256.0, 0},    {0.0, 0}};
+    const Rows s15Back = {{1.0, 0x10000}, {0.964202880859375, 0xF6D6}, {65535.0, 0xFFFF0000}, {0.0001220703125, 0x8},
+                          {2.5, 0x28000}};
+    const Rows u8Back = {{2.19921875, 0x0233}, {255.5, 0xFF80}, {1.0 / 256, 0x0001}};
+    for (auto [value, bits] : s15) EXPECT_EQ(Quv_DoubleTo2bFixed2bNumber(value), bits) << value;
+    for (auto [value, bits] : u8) EXPECT_EQ(Quv_DoubleToU8Fixed8Number(value), bits) << value;
+    for (auto [value, bits] : s15Back) EXPECT_EQ(Quv_2bFixed2bNumberToDouble(bits), value) << bits;
+    for (auto [value, bits] : u8Back) EXPECT_EQ(Quv_U8Fixed8NumberToDouble(uint16_t(bits)), value) << bits;
+    // Out-of-range values have no settled bits, but they are computed without faulting.
     Quv_DoubleTo2bFixed2bNumber(1e300);
     Quv_DoubleToU8Fixed8Number(40000.5);
 }
 
-TEST(FixedPoint, DecodingReadsEveryDigitAndIgnoresTheSign) {
-    const struct {
-        uint32_t bits;
-        double value;
-    } s15[] = {{0x00010000, 1.0}, {0xF6D6, 0.964202880859375}, {0xFFFF0000, 65535.0}, {0x8, 0.0001220703125},
-               {0x00028000, 2.5}},
-      u8[] = {{0x0233, 2.19921875}, {0xFF80, 255.5}, {0x0001, 1.0 / 256}};
-    for (const auto& c : s15) EXPECT_EQ(Quv_2bFixed2bNumberToDouble(c.bits), c.value) << c.bits;
-    for (const auto& c : u8) EXPECT_EQ(Quv_U8Fixed8NumberToDouble(uint16_t(c.bits)), c.value) << c.bits;
-}
-
-// ---- header ----
-
-TEST(Header, InitSetsTheDefaultsAndTheFirstSetterBuildsTheImage) {
-    EXPECT_EQ(Quv_InitICCHeader(nullptr), CLR_INVALID_PARAMETER);
+TEST(Header, InitSetsTheDefaultsAndSettersCheckTheirListsAndBuildTheImage) {
     ScopedProfile sp;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
-    const IccHeader& h = *sp->header;
-    EXPECT_EQ(h.size, 132u);
-    EXPECT_EQ(h.version, 0x04200000u);
-    EXPECT_EQ(h.signature, sig("acsp"));
-    EXPECT_EQ(h.illuminantX, 0xF6D6);
-    EXPECT_EQ(h.illuminantY, 0x10000);
-    EXPECT_EQ(h.illuminantZ, 0xD32D);
-    EXPECT_EQ(h.deviceClass + h.renderingIntent + h.dateTime.year, 0u);
+    // The defaults are read back from the image the first setter builds.
+    EXPECT_EQ(sp->header->deviceClass + sp->header->renderingIntent + sp->header->dateTime.year, 0u);
     EXPECT_EQ(+sp->image, nullptr);
     // An existing header is reused and cleared.
-    IccHeader* before = sp->header;
+    IccHeader* header = sp->header;
     sp->header->creator = 77;
     ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
-    EXPECT_EQ(+sp->header, before);
+    EXPECT_EQ(+sp->header, header);
     EXPECT_EQ(sp->header->creator, 0u);
 
     ASSERT_EQ(Quv_SetICCCMMType(sp.get(), sig("quvc")), CLR_SUCCESS);
     ASSERT_EQ(+sp->dataSize, 132u);
-    const std::pair<int, uint32_t> words[] = {{0, 132},       {4, sig("quvc")}, {8, 0x04200000}, {36, sig("acsp")},
-                                              {68, 0xF6D6},   {72, 0x10000},    {76, 0xD32D},    {128, 0}};
-    for (auto [at, want] : words) EXPECT_EQ(be32(sp->image + at), want) << at;
-}
+    const std::pair<int, uint32_t> defaults[] = {{0, 132},     {4, sig("quvc")}, {8, 0x04200000}, {36, sig("acsp")},
+                                                 {68, 0xF6D6}, {72, 0x10000},    {76, 0xD32D},    {128, 0}};
+    for (auto [at, want] : defaults) EXPECT_EQ(be32(sp->image + at), want) << at;
 
-TEST(Header, SettersStoreTheirFieldAndRebuild) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("prtr")), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCColorSpace(sp.get(), sig("CMYK")), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("Lab ")), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCPrimaryPlatform(sp.get(), int32_t(sig("MSFT"))), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCDevManufacturer(sp.get(), sig("QUVM")), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCDevModel(sp.get(), 0x1234), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCRenderingIntent(sp.get(), 3), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCCreator(sp.get(), sig("quvc")), CLR_SUCCESS);
-    ASSERT_EQ(Quv_SetICCFlags(sp.get(), 7), CLR_SUCCESS);                           // low two bits kept
-    ASSERT_EQ(Quv_SetICCDeviceAttributes(sp.get(), int32_t(0xFFFFFFFF)), CLR_SUCCESS);  // low four
+    // Each setter stores its field and rebuilds.
     const IccDateTimeNumber date = {2025, 13, 40, 25, 61, 99};  // no range check
-    ASSERT_EQ(Quv_SetICCDateTime(sp.get(), &date), CLR_SUCCESS);
+    // Flags keep their low two bits, attributes their low four.
+    const ClrStatus set[] = {
+        Quv_SetICCDeviceClass(sp.get(), sig("prtr")),      Quv_SetICCColorSpace(sp.get(), sig("CMYK")),
+        Quv_SetICCConnectionSpace(sp.get(), sig("Lab ")),  Quv_SetICCPrimaryPlatform(sp.get(), int32_t(sig("MSFT"))),
+        Quv_SetICCDevManufacturer(sp.get(), sig("QUVM")),  Quv_SetICCDevModel(sp.get(), 0x1234),
+        Quv_SetICCRenderingIntent(sp.get(), 3),            Quv_SetICCCreator(sp.get(), sig("quvc")),
+        Quv_SetICCFlags(sp.get(), 7),                      Quv_SetICCDeviceAttributes(sp.get(), int32_t(0xFFFFFFFF)),
+        Quv_SetICCDateTime(sp.get(), &date)};
+    for (size_t i = 0; i < std::size(set); ++i) ASSERT_EQ(set[i], CLR_SUCCESS) << "setter " << i;
     const uint8_t* im = sp->image;
     const std::pair<int, uint32_t> words[] = {{12, sig("prtr")}, {16, sig("CMYK")}, {20, sig("Lab ")},
                                               {40, sig("MSFT")}, {44, 3},           {48, sig("QUVM")},
@@ -209,11 +163,8 @@ TEST(Header, SettersStoreTheirFieldAndRebuild) {
     EXPECT_EQ(std::memcmp(im + 24, dateBytes, 12), 0);
     EXPECT_EQ(sp->header->flags, 3u);
     EXPECT_EQ(sp->header->attributes, 15u);
-}
 
-TEST(Header, ClosedListsRefuseOtherValues) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
+    // Closed lists refuse other values.
     for (const char* c : {"scnr", "mntr", "prtr", "link", "spac", "abst", "nmcl"})
         EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), QUV_ICC_SIG(c[0], c[1], c[2], c[3])), CLR_SUCCESS) << c;
     EXPECT_EQ(Quv_SetICCDeviceClass(sp.get(), sig("scan")), CLR_INVALID_PARAMETER);
@@ -242,21 +193,29 @@ TEST(Header, ClosedListsRefuseOtherValues) {
     EXPECT_EQ(imageOf(sp.p), before);
 }
 
-TEST(Header, SettersNeedARecordAndAHeader) {
+// Null records, buffers and paths; a missing header (no id to clear: refused,
+// not written through); a null date.
+TEST(Header, NullArgumentsAndMissingHeadersAreRefused) {
     const IccDateTimeNumber date = {};
-    EXPECT_EQ(Quv_SetICCCMMType(nullptr, 1), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCDateTime(nullptr, &date), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCProfileId(nullptr), CLR_INVALID_PARAMETER);
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCFlags(sp.get(), 1), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCDeviceAttributes(sp.get(), 1), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")), CLR_INVALID_PARAMETER);
-    // Without a header there is no id to clear: refused, not written through.
-    EXPECT_EQ(Quv_SetICCProfileId(sp.get()), CLR_INVALID_PARAMETER);
-    // A null date is refused rather than read.
-    Quv_InitICCHeader(sp.get());
-    EXPECT_EQ(Quv_SetICCDateTime(sp.get(), nullptr), CLR_INVALID_PARAMETER);
+    std::vector<uint8_t> bytes = smallProfile();
+    const char16_t* path = u"/nonexistent-dir/none.icc";
+    ScopedProfile sp, withHeader;
+    Quv_InitICCHeader(withHeader.get());
+    const ClrStatus refused[] = {
+        Quv_InitICCHeader(nullptr),                      Quv_SetICCCMMType(nullptr, 1),
+        Quv_SetICCDateTime(nullptr, &date),              Quv_SetICCProfileId(nullptr),
+        Quv_SetICCCreator(sp.get(), 1),                  Quv_SetICCFlags(sp.get(), 1),
+        Quv_SetICCDeviceAttributes(sp.get(), 1),         Quv_SetICCConnectionSpace(sp.get(), sig("XYZ ")),
+        Quv_SetICCProfileId(sp.get()),                   Quv_SetICCDateTime(withHeader.get(), nullptr),
+        Quv_FillICCProfileStructure(nullptr, bytes.data(), bytes.size()),
+        Quv_FillICCProfileStructure(sp.get(), nullptr, bytes.size()),
+        Quv_GenerateICCPointer(nullptr),                 Quv_GenerateICCFile(nullptr, path),
+        Quv_GenerateICCFile(withHeader.get(), nullptr),  Quv_GenerateICCFileA(withHeader.get(), nullptr),
+        Quv_GenerateICCFileA(nullptr, "/tmp/x.icc"),     Quv_FillICCProfileFromICCFile(nullptr, sp.get()),
+        Quv_FillICCProfileFromICCFile(path, nullptr),    Quv_FillICCProfileFromICCFileA(nullptr, sp.get()),
+    };
+    for (size_t i = 0; i < std::size(refused); ++i) EXPECT_EQ(refused[i], CLR_INVALID_PARAMETER) << "call " << i;
+    EXPECT_EQ(+sp->image, nullptr);
 }
 
 TEST(Header, ConnectionSpaceNeedsAClassAndDependsOnIt) {
@@ -297,34 +256,8 @@ TEST(Header, IdIsClearedNeverComputedAndTheReservedAreaDoesNotSurviveARebuild) {
 
     EXPECT_EQ(sp->header->profileId[0], 0xA0);
     ASSERT_EQ(Quv_SetICCProfileId(sp.get()), CLR_SUCCESS);
-    for (int i = 0; i < 16; ++i) EXPECT_EQ(sp->header->profileId[i], 0);
     for (int i = 84; i < 100; ++i) bytes[i] = 0;
     EXPECT_EQ(imageOf(sp.p), bytes);
-}
-
-TEST(Header, OutOfMemoryKeepsTheNewValueAndTheOldImage) {
-    ScopedProfile sp;
-    Quv_InitICCHeader(sp.get());
-    ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
-    uint8_t* image = sp->image;
-    {
-        AllocationFailure fail(0);
-        EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
-    }
-    EXPECT_EQ(sp->header->creator, 2u);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(be32(sp->image + 80), 1u);
-}
-
-// ---- file image in memory ----
-
-TEST(ParseMemory, RefusesNullArgumentsAndEmptyBuffers) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_FillICCProfileStructure(nullptr, bytes.data(), bytes.size()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), nullptr, bytes.size()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), 0), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(+sp->image, nullptr);
 }
 
 TEST(ParseMemory, DecodesHeaderTableAndData) {
@@ -334,47 +267,32 @@ TEST(ParseMemory, DecodesHeaderTableAndData) {
     ScopedProfile sp;
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
     const IccHeader& h = *sp->header;
-    const uint32_t fields[][2] = {{h.size, uint32_t(bytes.size())},
-                                  {h.cmmType, sig("lcms")},
-                                  {h.deviceClass, sig("mntr")},
-                                  {h.colorSpace, sig("RGB ")},
-                                  {h.connectionSpace, sig("XYZ ")},
-                                  {h.dateTime.year, 2024},
-                                  {h.dateTime.seconds, 45},
-                                  {h.primaryPlatform, sig("APPL")},
-                                  {h.model, 0x1234},
-                                  {uint32_t(h.attributes), 5},
-                                  {h.renderingIntent, 1},
-                                  {uint32_t(h.illuminantX), 0xF6D6},
-                                  {h.creator, sig("quvc")},
-                                  {h.profileId[15], 0xAF}};
+    const uint32_t fields[][2] = {
+        {h.size, uint32_t(bytes.size())}, {h.cmmType, sig("lcms")},  {h.deviceClass, sig("mntr")},
+        {h.colorSpace, sig("RGB ")},      {h.connectionSpace, sig("XYZ ")}, {h.dateTime.year, 2024},
+        {h.dateTime.seconds, 45},         {h.primaryPlatform, sig("APPL")}, {h.model, 0x1234},
+        {uint32_t(h.attributes), 5},      {h.renderingIntent, 1},     {uint32_t(h.illuminantX), 0xF6D6},
+        {h.creator, sig("quvc")},         {h.profileId[15], 0xAF}};
     for (size_t i = 0; i < std::size(fields); ++i) EXPECT_EQ(fields[i][0], fields[i][1]) << "field " << i;
     ASSERT_EQ(sp->tagCount, 5);
-    EXPECT_EQ(sp->tagTable[0].signature, sig("desc"));
-    EXPECT_EQ(sp->tagTable[0].offset, 132u + 60);
-    EXPECT_EQ(sp->tagTable[0].size, 12u);
+    const IccTagEntry& first = sp->tagTable[0];
+    EXPECT_TRUE(first.signature == sig("desc") && first.offset == 192 && first.size == 12);
     EXPECT_EQ(sp->tagTable[4].signature, sig("rTRC"));
     EXPECT_EQ(+sp->tagDataSize, bytes.size() - 192);
     EXPECT_EQ(std::memcmp(sp->tagData, bytes.data() + 192, sp->tagDataSize), 0);
     EXPECT_EQ(imageOf(sp.p), bytes);
     EXPECT_NE(+sp->image, bytes.data());
-}
 
-TEST(ParseMemory, TrustsSignatureVersionAndClassesWhichAFileMustHave) {
-    std::vector<uint8_t> bytes = smallProfile();
+    // Signature, version and class are trusted here; only a file must have them.
     putBe32(bytes, 36, sig("nope"));
     bytes[8] = 9;
     putBe32(bytes, 12, sig("zzzz"));
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(sp->header->signature, sig("nope"));
-    TempFile file("nosig.icc");
-    file.write(bytes);
-    ScopedProfile fromFile;
-    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), fromFile.get()), CLR_INVALID_PROFILE);
+    ScopedProfile trusted;
+    ASSERT_EQ(Quv_FillICCProfileStructure(trusted.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    EXPECT_EQ(trusted->header->signature, sig("nope"));
 }
 
-TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
+TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSizeAndReparsingItCopiesNothing) {
     std::vector<uint8_t> bytes = iccImage({});
     bytes.resize(200, 0x77);
     putBe32(bytes, 0, 100);
@@ -384,6 +302,11 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     EXPECT_EQ(sp->header->size, 100u);
     EXPECT_EQ(imageOf(sp.p), bytes);
     EXPECT_TRUE(sp->tagCount == 0 && !sp->tagTable && !sp->tagData);
+    uint8_t* image = sp->image;
+    const long shared = qt::liveSharedBlocks();
+    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
+    EXPECT_TRUE(sp->image == image && sp->dataSize == 200);
+    EXPECT_EQ(qt::liveSharedBlocks(), shared);
     // A rebuild of a header that declares less than 132 bytes stays inside
     // its 100 bytes.
     ASSERT_EQ(Quv_SetICCCreator(sp.get(), 9), CLR_SUCCESS);
@@ -391,34 +314,17 @@ TEST(ParseMemory, ALongerBufferLoadsWithItsDeclaredSize) {
     EXPECT_EQ(be32(sp->image + 80), 9u);
 }
 
-TEST(ParseMemory, ParsingTheHeldImageCopiesNothing) {
-    std::vector<uint8_t> bytes = iccImage({});
-    bytes.resize(160, 0);
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    uint8_t* image = sp->image;
-    const long shared = qt::liveSharedBlocks();
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), sp->image, 132), CLR_SUCCESS);
-    EXPECT_EQ(+sp->image, image);
-    EXPECT_EQ(+sp->dataSize, 160u);
-    EXPECT_EQ(sp->header->size, 132u);
-    EXPECT_EQ(qt::liveSharedBlocks(), shared);
-}
-
-TEST(ParseMemory, ADeclaredSizeBeyondTheBufferIsUndone) {
+// The corpus test cuts real profiles; here a header that was there before
+// the refusal stays, with the declared size.
+TEST(ParseMemory, ASizeOrTableBeyondTheDataIsRefused) {
     std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    EXPECT_TRUE(!sp->image && !sp->header);
-    // A header that was there before stays, with the declared size.
-    Quv_InitICCHeader(sp.get());
-    EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
-    ASSERT_NE(+sp->header, nullptr);
-    EXPECT_EQ(sp->header->size, bytes.size());
-}
-
-TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
-    std::vector<uint8_t> bytes = smallProfile();
+    ScopedProfile fresh, held;
+    EXPECT_EQ(Quv_FillICCProfileStructure(fresh.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    EXPECT_TRUE(!fresh->image && !fresh->header);
+    Quv_InitICCHeader(held.get());
+    EXPECT_EQ(Quv_FillICCProfileStructure(held.get(), bytes.data(), bytes.size() - 1), CLR_EPS_PROFILE_MALFORMED);
+    ASSERT_NE(+held->header, nullptr);
+    EXPECT_EQ(held->header->size, bytes.size());
     // A negative count is taken as no tags.
     for (uint32_t count : {16u, 0x10000000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         putBe32(bytes, 128, count);
@@ -431,27 +337,29 @@ TEST(ParseMemory, ATableBeyondTheDeclaredSizeIsRefused) {
     }
 }
 
-TEST(ParseMemory, OutOfMemoryGivesFailure) {
+// A setter keeps the new value and the old image; a parse gives failure.
+TEST(ParseMemory, OutOfMemory) {
+    {
+        ScopedProfile sp;
+        Quv_InitICCHeader(sp.get());
+        ASSERT_EQ(Quv_SetICCCreator(sp.get(), 1), CLR_SUCCESS);
+        uint8_t* image = sp->image;
+        AllocationFailure fail(0);
+        EXPECT_EQ(Quv_SetICCCreator(sp.get(), 2), CLR_FAILURE);
+        EXPECT_TRUE(sp->header->creator == 2 && sp->image == image && be32(sp->image + 80) == 1);
+    }
     std::vector<uint8_t> bytes = smallProfile();
     // Image, header, table and data image, in that order.
     for (long successes = 0; successes < 5; ++successes) {
         ScopedProfile sp;
-        ClrStatus status;
-        {
-            AllocationFailure fail(successes);
-            status = Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size());
-        }
-        EXPECT_EQ(status, successes < 4 ? CLR_FAILURE : CLR_SUCCESS) << successes;
-        if (successes < 4) {
-            EXPECT_EQ(+sp->tagTable, nullptr);
-        }
+        AllocationFailure fail(successes);
+        EXPECT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()),
+                  successes < 4 ? CLR_FAILURE : CLR_SUCCESS) << successes;
+        EXPECT_EQ(sp->tagTable == nullptr, successes < 4);
     }
 }
 
-// ---- generating ----
-
-TEST(Generate, PointerChecksTheSizesAndRebuilds) {
-    EXPECT_EQ(Quv_GenerateICCPointer(nullptr), CLR_INVALID_PARAMETER);
+TEST(Generate, PointerChecksTheSizesAndFilesWriteTheImage) {
     ScopedProfile sp;
     EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_NULL_ARGUMENT);
     Quv_InitICCHeader(sp.get());
@@ -469,36 +377,24 @@ TEST(Generate, PointerChecksTheSizesAndRebuilds) {
     EXPECT_EQ(Quv_GenerateICCPointer(parsed.get()), CLR_INVALID_PROFILE);
     EXPECT_EQ(+parsed->image, image);
     EXPECT_EQ(+parsed->dataSize, bytes.size());
-}
 
-TEST(Generate, FileWritesTheHeldImage) {
-    std::vector<uint8_t> bytes = smallProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    // The file is the held image, through the wide name; it replaces a file
+    // that exists.
     TempFile out("generated.icc");
     const std::u16string wide = out.wide();
-    EXPECT_EQ(Quv_GenerateICCFile(nullptr, wide.c_str()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), nullptr), CLR_INVALID_PARAMETER);
-    ASSERT_EQ(Quv_GenerateICCFile(sp.get(), wide.c_str()), CLR_SUCCESS);
+    ASSERT_EQ(Quv_GenerateICCFile(parsed.get(), wide.c_str()), CLR_SUCCESS);
     EXPECT_EQ(out.read(), bytes);
-
-    // It replaces a file that exists.
-    sp->dataSize = 140;
-    ASSERT_EQ(Quv_GenerateICCFileA(sp.get(), out.path.c_str()), CLR_SUCCESS);
+    parsed->dataSize = 140;
+    ASSERT_EQ(Quv_GenerateICCFileA(parsed.get(), out.path.c_str()), CLR_SUCCESS);
     EXPECT_EQ(out.read().size(), 140u);
-
-    EXPECT_EQ(Quv_GenerateICCFile(sp.get(), u"/nonexistent-dir/x.icc"), CLR_FILE_CREATE_FAILED);
-    EXPECT_EQ(Quv_GenerateICCFileA(sp.get(), nullptr), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_GenerateICCFileA(nullptr, out.path.c_str()), CLR_INVALID_PARAMETER);
+    EXPECT_EQ(Quv_GenerateICCFile(parsed.get(), u"/nonexistent-dir/x.icc"), CLR_FILE_CREATE_FAILED);
     // Without an image there is nothing to write.
     ScopedProfile empty;
     empty->dataSize = 10;
     EXPECT_EQ(Quv_GenerateICCFileA(empty.get(), out.path.c_str()), CLR_FILE_WRITE_FAILED);
 }
 
-// ---- files ----
-
-TEST(ParseFile, LoadsAFileThroughBothNames) {
+TEST(ParseFile, LoadsAFileThroughBothNamesAndChecksSizeAndVersion) {
     std::vector<uint8_t> bytes = smallProfile();
     TempFile file("pr\xc3\xb8" "fil.icc");  // a name outside ASCII
     file.write(bytes);
@@ -515,14 +411,8 @@ TEST(ParseFile, LoadsAFileThroughBothNames) {
     ASSERT_EQ(Quv_FillICCProfileFromICCFile(wide.c_str(), again.get()), CLR_SUCCESS);
     EXPECT_EQ(+again->dataSize, bytes.size() - 40);
 
-    const char16_t* missing = u"/nonexistent-dir/none.icc";
-    EXPECT_EQ(Quv_FillICCProfileFromICCFile(nullptr, sp.get()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing, nullptr), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFileA(nullptr, sp.get()), CLR_INVALID_PARAMETER);
-    EXPECT_EQ(Quv_FillICCProfileFromICCFile(missing, sp.get()), CLR_FILE_CREATE_FAILED);
-}
+    EXPECT_EQ(Quv_FillICCProfileFromICCFile(u"/nonexistent-dir/none.icc", sp.get()), CLR_FILE_CREATE_FAILED);
 
-TEST(ParseFile, ChecksSizeAndVersion) {
     struct Case {
         const char* name;
         void (*edit)(std::vector<uint8_t>&);
@@ -543,17 +433,14 @@ TEST(ParseFile, ChecksSizeAndVersion) {
         {"declared 140", [](std::vector<uint8_t>& b) { putBe32(b, 0, 140); }, CLR_EPS_PROFILE_MALFORMED},
         {"declared 100", [](std::vector<uint8_t>& b) { putBe32(b, 0, 100); }, CLR_EPS_PROFILE_MALFORMED},
     };
-    TempFile file("check.icc");
     for (const Case& c : cases) {
-        std::vector<uint8_t> bytes = smallProfile();
+        bytes = smallProfile();
         c.edit(bytes);
         file.write(bytes);
-        ScopedProfile sp;
-        EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), sp.get()), c.status) << c.name;
+        ScopedProfile checked;
+        EXPECT_EQ(Quv_FillICCProfileFromICCFileA(file.path.c_str(), checked.get()), c.status) << c.name;
     }
 }
-
-// ---- type signatures ----
 
 TEST(TagTypeSig, ReadsTheFirstMatchingRowInsideTheData) {
     std::vector<uint8_t> bytes = smallProfile();
@@ -561,9 +448,7 @@ TEST(TagTypeSig, ReadsTheFirstMatchingRowInsideTheData) {
     EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), 0u);
     EXPECT_EQ(Quv_GetICCTagTypeSig(nullptr, sig("desc")), 0u);
     ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("desc")), sig("text"));
-    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("wtpt")), sig("XYZ "));
-    EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("rTRC")), sig("curv"));
+    // Matches on real profiles are checked by the corpus test against lcms2.
     EXPECT_EQ(Quv_GetICCTagTypeSig(sp.get(), sig("gTRC")), 0u);
     // Two rows with one signature: the first is seen.
     sp->tagTable[3].signature = sig("desc");
