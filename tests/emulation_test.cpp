@@ -227,13 +227,8 @@ TEST(EmulationLookUp, BuffersThatFailTheirProofAreLeftUnwritten) {
 // ---- through handles ----
 
 ClrParams emulationParams(uint32_t method, const std::string& table = {}) {
-    ClrParams p;
-    std::memset(&p, 0, sizeof p);
-    p.size = CLR_PARAMS_SIZE;
-    p.activeMethod = p.methodMask = method;
-    p.emulationKind = CLR_METHOD_EMULATION;
-    const std::u16string wide = quv::utf8ToUtf16(table);
-    std::memcpy(p.emulationTablePath, wide.c_str(), (wide.size() + 1) * sizeof(ClrWChar));
+    ClrParams p = quvtest::methodParams(method);
+    quvtest::setPath(p.emulationTablePath, table);
     return p;
 }
 
@@ -310,15 +305,19 @@ TEST(BuiltInTables, KnownLookUps) {
     EXPECT_EQ(viaBuiltIn(ClrSpaceCmyk, ClrSpaceRgb, solid), (quvtest::Pixel{138, 138, 138}));
 }
 
+// Each pair binds its table; pairs the look-ups do not serve bind none.
 TEST(BuiltInTables, EachPairBindsItsTable) {
+    const struct {
+        ClrSpace from, to;
+        const uint8_t* table;
+    } pairs[] = {{ClrSpaceCmyk, ClrSpaceRgb, k::emulationTableCmyk()}, {ClrSpaceCmyk, ClrSpaceBgr, k::emulationTableCmyk()},
+                 {ClrSpaceLab, ClrSpaceBgr, k::emulationTableLab()},   {ClrSpaceBgr, ClrSpaceLab, k::emulationTableRgb()},
+                 {ClrSpaceRgb, ClrSpaceYuv, nullptr},                  {ClrSpaceCmyk, ClrSpaceLab, nullptr}};
     ClrParams p = emulationParams(CLR_METHOD_EMULATION);
-    ClrHandle* h = nullptr;
-    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceRgb, ClrSpaceYuv, &p), CLR_SUCCESS);
-    EXPECT_EQ(h->emulationTable, nullptr);
-    Quv_ClrFree(h);
-    ASSERT_EQ(Quv_ClrInit(&h, ClrSpaceLab, ClrSpaceBgr, &p), CLR_SUCCESS);
-    EXPECT_EQ(h->emulationTable, quv::kernels::emulationTableLab());
-    Quv_ClrFree(h);
+    for (const auto& pair : pairs) {
+        quvtest::Handle h = quvtest::makeHandle(pair.from, pair.to, &p);
+        EXPECT_EQ(h->emulationTable, pair.table) << pair.from << " -> " << pair.to;
+    }
 }
 
 }  // namespace
