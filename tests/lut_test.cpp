@@ -54,8 +54,6 @@ cmsHPROFILE lcmsAbstract(double version) {
     return h;
 }
 
-// ---- curves ----
-
 TEST(CurveSizes, FollowTheirTables) {
     EXPECT_EQ(Quv_GetParametricCurveNumberOfParameters(4), 7u);
     EXPECT_EQ(Quv_GetParametricCurveNumberOfParameters(5), 0u);
@@ -76,12 +74,7 @@ TEST(CurveSizes, FollowTheirTables) {
 
 TEST(CurveSizes, RunsOfElementsRoundEachToFourBytes) {
     const std::vector<uint8_t> three = tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 1, 2, 0})}));
-    const struct {
-        std::vector<uint8_t> run;
-        uint32_t count;
-        int32_t fixed;
-        uint32_t size;
-    } cases[] = {
+    const struct { std::vector<uint8_t> run; uint32_t count; int32_t fixed; uint32_t size; } cases[] = {
         {tagValue(sig("curv"), cat({be32Bytes(1), be16Bytes({256, 0})})), 1, 0, 16},
         {tagValue(sig("curv"), be32Bytes(0)), 1, 0, 12},
         {tagValue(sig("curv"), cat({be32Bytes(2), be16Bytes({0, 65535})})), 1, 0, 16},
@@ -154,8 +147,6 @@ TEST(CurveBuffers, RoundTripThroughTheNativeReaders) {
     EXPECT_EQ(Quv_ClrIntGetCurveTypeLittleIndian(nullptr, &back), CLR_INVALID_PARAMETER);
 }
 
-// ---- CLUT blocks ----
-
 std::vector<uint8_t> clutBlock(std::vector<uint8_t> grid, uint8_t precision, const std::vector<uint8_t>& values) {
     grid.resize(16, 0);
     grid.insert(grid.end(), {precision, 0xA, 0xB, 0xC});
@@ -164,12 +155,7 @@ std::vector<uint8_t> clutBlock(std::vector<uint8_t> grid, uint8_t precision, con
 }
 
 TEST(ClutSize, RoundsUpAsASignedNumber) {
-    const struct {
-        std::vector<uint8_t> grid;
-        uint8_t precision;
-        int32_t in;
-        uint32_t out, size;
-    } cases[] = {
+    const struct { std::vector<uint8_t> grid; uint8_t precision; int32_t in; uint32_t out, size; } cases[] = {
         {{17, 17, 17}, 2, 3, 3, 29500},
         {{17, 0, 17}, 2, 3, 3, 20},
         {{2, 3}, 1, 2, 3, 40},                  // 18 + 20, rounded
@@ -204,8 +190,6 @@ TEST(ClutBuffers, TheRecordAloneKeepsFileOrder) {
     EXPECT_EQ(Quv_ConvertCLUTToBuffer(untouched.data(), &record, 3, 0), CLR_INVALID_PARAMETER);
     EXPECT_EQ(untouched, std::vector<uint8_t>(28, 0xEE));
 }
-
-// ---- mft1 and mft2 ----
 
 TEST(LutTypes, SizesCountsAndRoundTrips) {
     const struct {
@@ -275,8 +259,6 @@ TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCountsAndStaysInside) {
     EXPECT_EQ(r.r.lut8.inputTables[251], 255);  // the first table's end
 }
 
-// ---- mAB and mBA ----
-
 // An input of one curve per set and a one-input CLUT of grid 2, precision 2.
 struct AbInput {
     uint32_t params[3][7] = {{0x20000}, {0x30000}, {0x40000}};
@@ -341,13 +323,10 @@ TEST(LutABTypes, ParametersOfFunctionsAboveZeroReachTheFileAsZeros) {
 
 TEST(LutABTypes, ReadingDemandsBCurvesAndForAToBMatchingChannelsWithoutAClut) {
     const std::vector<uint8_t> para = tagValue(sig("para"), cat({be16Bytes({0, 0}), be32Bytes(0x10000)}));
-    const struct {
-        uint32_t type;
-        uint8_t i, o;
-        ClrStatus status;
-    } cases[] = {{ICC_TYPE_LUT_A_TO_B, 1, 1, CLR_SUCCESS},
-                 {ICC_TYPE_LUT_A_TO_B, 3, 1, CLR_INVALID_TAG_DATA},
-                 {ICC_TYPE_LUT_B_TO_A, 3, 1, CLR_SUCCESS}};
+    const struct { uint32_t type; uint8_t i, o; ClrStatus status; } cases[] = {
+        {ICC_TYPE_LUT_A_TO_B, 1, 1, CLR_SUCCESS},
+        {ICC_TYPE_LUT_A_TO_B, 3, 1, CLR_INVALID_TAG_DATA},
+        {ICC_TYPE_LUT_B_TO_A, 3, 1, CLR_SUCCESS}};
     for (const auto& c : cases) {
         // B curves only; the M offset without a matrix is not followed.
         OneTag t(tagValue(c.type, cat({{c.i, c.o, 0, 0}, be32Bytes(32), be32Bytes(0), be32Bytes(32), be32Bytes(0),
@@ -415,8 +394,6 @@ TEST(LutABTypes, ReadWhatLcmsWrites) {
     }
 }
 
-// ---- every reader on damaged elements ----
-
 std::vector<uint8_t> abElement(uint32_t type) {
     AbInput in;
     HeaderOnly sp;
@@ -425,10 +402,7 @@ std::vector<uint8_t> abElement(uint32_t type) {
 }
 
 TEST(DamagedElements, CutsAndLyingWordsGiveStatuses) {
-    const struct {
-        const char* name;
-        std::vector<uint8_t> value;
-    } elements[] = {
+    const struct { const char* name; std::vector<uint8_t> value; } elements[] = {
         {"curv", tagValue(sig("curv"), cat({be32Bytes(3), be16Bytes({0, 0x8000, 0xFFFF})}))},
         {"para", tagValue(sig("para"), cat({be16Bytes({4, 0}), std::vector<uint8_t>(28, 1)}))},
         // i 2, o 1, g 2, n 2, m 3 (mft1 counts in host order)

@@ -92,12 +92,10 @@ TEST(LcmsWrittenTags, ReadAsLcmsReadsThemAndWriteBackTheSameBytes) {
     Parsed sp(lcmsProfile());
     cmsHPROFILE h = cmsOpenProfileFromMem(sp.bytes.data(), cmsUInt32Number(sp.bytes.size()));
     ASSERT_NE(h, nullptr);
-    const struct {
-        char tag[5];
-        uint32_t type;
-    } tags[] = {{"cprt", ICC_TYPE_MLUC}, {"meas", ICC_TYPE_MEAS}, {"view", ICC_TYPE_VIEW}, {"chrm", ICC_TYPE_CHRM},
-                {"calt", ICC_TYPE_DTIM}, {"clro", ICC_TYPE_CLRO}, {"clrt", ICC_TYPE_CLRT}, {"ncl2", ICC_TYPE_NCL2},
-                {"pseq", ICC_TYPE_PSEQ}};
+    const struct { char tag[5]; uint32_t type; } tags[] = {
+        {"cprt", ICC_TYPE_MLUC}, {"meas", ICC_TYPE_MEAS}, {"view", ICC_TYPE_VIEW}, {"chrm", ICC_TYPE_CHRM},
+        {"calt", ICC_TYPE_DTIM}, {"clro", ICC_TYPE_CLRO}, {"clrt", ICC_TYPE_CLRT}, {"ncl2", ICC_TYPE_NCL2},
+        {"pseq", ICC_TYPE_PSEQ}};
     for (const auto& t : tags) {
         SCOPED_TRACE(t.tag);
         ScopedRecord r;
@@ -344,10 +342,7 @@ TEST(LocalizedText, OffsetsAreFollowedOneAtATime) {
 
 // Counts and offsets that lie give a status, not a read past the tag.
 TEST(TagTrust, LyingCountsOfTheCompoundTypes) {
-    const struct {
-        uint32_t type;
-        std::vector<uint8_t> body;
-    } cases[] = {
+    const struct { uint32_t type; std::vector<uint8_t> body; } cases[] = {
         {ICC_TYPE_MLUC, {0, 0, 0x10, 0, 0, 0, 0, 12}},
         {ICC_TYPE_MLUC, {0, 0, 0, 1, 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0, 2, 0xFF, 0xFF, 0xFF, 0xF0}},
         {ICC_TYPE_PSEQ, {0, 0x10, 0, 0}},

@@ -62,8 +62,6 @@ IccTagRecord sigRecord(uint32_t value) {
     return r;
 }
 
-// ---- reading ----
-
 TEST(TagAccess, NullsEmptyProfilesAndMissingTagsGiveStatuses) {
     std::vector<uint8_t> values = {1, 2, 3};
     IccTagRecord r{}, out{}, u8 = uint8Record(values);
@@ -135,8 +133,6 @@ TEST(TagGet, ElementsThatEndAtTheirHead) {
     EXPECT_EQ(get(sp, signature, sig("tech")), CLR_INVALID_TAG_DATA);
 }
 
-// ---- rows the parser took on trust ----
-
 TEST(TagTrust, RowsOutsideTheDataImageGiveStatusesNotReads) {
     const std::vector<uint8_t> original = smallProfile();
     const uint32_t end = uint32_t(original.size());
@@ -172,8 +168,6 @@ TEST(TagTrust, RowsOutsideTheDataImageGiveStatusesNotReads) {
         }
     }
 }
-
-// ---- writing and the layout ----
 
 TEST(TagSet, TheFirstTagsFollowTheLayoutRules) {
     EmptyProfile sp;
@@ -357,8 +351,6 @@ TEST(TagDelete, ASetOfTheOnlyTagTakesTheStaleRoad) {
     EXPECT_EQ(Quv_GenerateICCPointer(sp.get()), CLR_INVALID_PROFILE);
 }
 
-// ---- create and free ----
-
 TEST(TagCreate, GivesWireOrderRecords) {
     IccTagRecord out{}, none{};
     // Short signatures are widened with blanks.
@@ -419,12 +411,8 @@ TEST(TagFree, ReleasesAndNullsThePointers) {
     }
 }
 
-// ---- text, data and number arrays ----
-
 TEST(TextType, SetMeasuresTwiceInSixteenBitUnits) {
-    const struct {
-        std::vector<uint8_t> source, stored;
-    } cases[] = {
+    const struct { std::vector<uint8_t> source, stored; } cases[] = {
         {{0x41, 0, 0, 0}, {0x41, 0}},
         {{0x41, 0, 0x42, 0, 0x43, 0, 0, 0}, {0x41, 0, 0x42}},
         {{'A', 'B', 'C', 'D', 'E', 0, 0, 0}, {'A', 'B', 'C'}},
