@@ -120,13 +120,24 @@ TEST(TagGet, TypesWithoutACodecComeAsRawBytesWithAWarning) {
     EXPECT_EQ(both.r.unknown.size, 6u);
 }
 
-TEST(TagGet, ElementsThatEndAtTheirHead) {
-    // A text gives an empty block; a data tag too short for its flag, and a
-    // signature at the very end of the data image, have no value to read.
-    Parsed sp(iccImage({{sig("cprt"), tagValue(sig("text"), {})},
+TEST(TagGet, ShortElementsGiveWhatTheRowSizeHolds) {
+    // Arrays count whole elements only; a text gives an empty block; a data
+    // tag too short for its flag, and a signature at the very end of the data
+    // image, have no value to read.
+    Parsed sp(iccImage({{sig("aaaa"), tagValue(sig("ui32"), {1, 2, 3})},
+                        {sig("bbbb"), tagValue(sig("XYZ "), std::vector<uint8_t>(24, 1))},
+                        {sig("cccc"), tagValue(sig("ui08"), {})},
+                        {sig("cprt"), tagValue(sig("text"), {})},
                         {sig("targ"), tagValue(sig("data"), {})},
                         {sig("tech"), tagValue(sig("sig "), {})}}));
-    ScopedRecord text, data, signature;
+    ScopedRecord u32, xyz, none, text, data, signature;
+    ASSERT_EQ(get(sp, u32, sig("aaaa")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(u32.r.uint32Array.count, 0u);
+    ASSERT_EQ(get(sp, xyz, sig("bbbb")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(xyz.r.xyz.count, 2u);
+    EXPECT_EQ(xyz.r.xyz.values[1].z, 0x01010101u);
+    ASSERT_EQ(get(sp, none, sig("cccc")), CLR_TAG_UNKNOWN_SIGNATURE);
+    EXPECT_EQ(none.r.uint8Array.count, 0u);
     ASSERT_EQ(get(sp, text, sig("cprt")), CLR_SUCCESS);
     EXPECT_NE(+text.r.text.text, nullptr);
     EXPECT_EQ(get(sp, data, sig("targ")), CLR_INVALID_TAG_DATA);
@@ -476,20 +487,6 @@ TEST(DataType, AsciiDataGrowsByTwoOnEachRoundTrip) {
     ASSERT_EQ(get(last, r, sig("targ")), CLR_SUCCESS);
     ASSERT_EQ(r.r.data.size, 4u);
     EXPECT_EQ(r.r.data.bytes[4], 0);
-}
-
-TEST(NumberArrays, ElementCountsComeFromTheRowSize) {
-    Parsed sp(iccImage({{sig("aaaa"), tagValue(sig("ui32"), {1, 2, 3})},
-                        {sig("bbbb"), tagValue(sig("XYZ "), std::vector<uint8_t>(24, 1))},
-                        {sig("cccc"), tagValue(sig("ui08"), {})}}));
-    ScopedRecord u32, xyz, none;
-    ASSERT_EQ(get(sp, u32, sig("aaaa")), CLR_TAG_UNKNOWN_SIGNATURE);
-    EXPECT_EQ(u32.r.uint32Array.count, 0u);
-    ASSERT_EQ(get(sp, xyz, sig("bbbb")), CLR_TAG_UNKNOWN_SIGNATURE);
-    EXPECT_EQ(xyz.r.xyz.count, 2u);
-    EXPECT_EQ(xyz.r.xyz.values[1].z, 0x01010101u);
-    ASSERT_EQ(get(sp, none, sig("cccc")), CLR_TAG_UNKNOWN_SIGNATURE);
-    EXPECT_EQ(none.r.uint8Array.count, 0u);
 }
 
 TEST(NumberArrays, EachWidthIsStoredBigEndianWithItsPadding) {
