@@ -221,6 +221,22 @@ TEST(LutTypes, SizesCountsAndRoundTrips) {
     }
 }
 
+// An "mft1" of another producer, in the ICC layout: input tables 0, 1, 2, ...
+// from byte 48, which this codec reads as n of 256 and m of 770, tables from 52.
+TEST(LutTypes, AnIccLayoutLut8ReadsItsTablesAsCounts) {
+    std::vector<uint8_t> body = {3, 3, 2, 0};
+    body.resize(40, 0);  // the matrix
+    for (int k = 0; k < 3 * 256; ++k) body.push_back(uint8_t(k));
+    body.resize(52 + 3 * 256 + 8 * 3 + 3 * 770 - 8, 0x80);  // room for what the counts claim
+    OneTag t(tagValue(ICC_TYPE_LUT8, body));
+    ScopedRecord r;
+    ASSERT_EQ(t.get(r), CLR_SUCCESS);
+    EXPECT_EQ(r.r.lut8.inputEntries, 256);
+    EXPECT_EQ(r.r.lut8.outputEntries, 770);
+    EXPECT_EQ(r.r.lut8.inputTables[0], 4);
+    EXPECT_EQ(r.r.lut8.inputTables[251], 255);  // the first table's end
+}
+
 // An input of one curve per set and a one-input CLUT of grid 2, precision 2.
 struct AbInput {
     uint32_t params[3][7] = {{0x20000}, {0x30000}, {0x40000}};
