@@ -18,7 +18,24 @@ namespace {
 
 using namespace quvtest;
 
-// ---- a profile lcms2 wrote ----
+// A profile parsed from `image`.
+struct Parsed : ScopedProfile {
+    std::vector<uint8_t> bytes;
+    explicit Parsed(std::vector<uint8_t> image) : bytes(std::move(image)) {
+        EXPECT_EQ(Quv_FillICCProfileStructure(get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    }
+};
+
+// A profile with a header only.
+struct HeaderOnly : ScopedProfile {
+    HeaderOnly() { EXPECT_EQ(Quv_InitICCHeader(get()), CLR_SUCCESS); }
+};
+
+// Reads `tag` into `r`, freed later as `type`.
+ClrStatus get(ScopedProfile& sp, ScopedRecord& r, uint32_t tag, uint32_t type) {
+    r.type = type;
+    return Quv_GetICCTagData(sp.get(), r.get(), tag);
+}
 
 cmsMLU* text(const char* lang, const char* country, const wchar_t* s, cmsMLU* mlu = nullptr) {
     if (!mlu) mlu = cmsMLUalloc(nullptr, 2);
@@ -37,8 +54,7 @@ std::vector<uint8_t> lcmsProfile() {
     cmsWriteTag(h, cmsSigViewingConditionsTag, &view);
     cmsCIExyYTRIPLE chrm{{0.64, 0.33, 1}, {0.3, 0.6, 1}, {0.15, 0.06, 1}};
     cmsWriteTag(h, cmsSigChromaticityTag, &chrm);
-    std::tm when{};
-    when.tm_year = 124, when.tm_mon = 4, when.tm_mday = 17, when.tm_hour = 12, when.tm_min = 30, when.tm_sec = 45;
+    std::tm when{45, 30, 12, 17, 4, 124, 0, 0, 0, 0, nullptr};
     cmsWriteTag(h, cmsSigCalibrationDateTimeTag, &when);
     cmsUInt8Number order[cmsMAXCHANNELS];
     std::memset(order, 0xFF, sizeof order);
@@ -51,8 +67,8 @@ std::vector<uint8_t> lcmsProfile() {
     cmsWriteTag(h, cmsSigColorantTableTag, colorants);
     cmsNAMEDCOLORLIST* named = cmsAllocNamedColorList(nullptr, 2, 3, "pre", "suf");
     cmsUInt16Number device[3] = {1, 2, 65535};
-    cmsAppendNamedColor(named, "Spot 1", const_cast<cmsUInt16Number*>(pcs[0]), device);
-    cmsAppendNamedColor(named, "Spot 2", const_cast<cmsUInt16Number*>(pcs[1]), device);
+    for (int i = 0; i < 2; ++i)
+        cmsAppendNamedColor(named, i ? "Spot 2" : "Spot 1", const_cast<cmsUInt16Number*>(pcs[i]), device);
     cmsWriteTag(h, cmsSigNamedColor2Tag, named);
     cmsSEQ* seq = cmsAllocProfileSequenceDescription(nullptr, 1);
     seq->seq[0].deviceMfg = sig("QUVC");
@@ -73,22 +89,17 @@ std::vector<uint8_t> lcmsProfile() {
 }
 
 TEST(LcmsWrittenTags, ReadAsLcmsReadsThemAndWriteBackTheSameBytes) {
-    std::vector<uint8_t> bytes = lcmsProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
-    cmsHPROFILE h = cmsOpenProfileFromMem(bytes.data(), cmsUInt32Number(bytes.size()));
+    Parsed sp(lcmsProfile());
+    cmsHPROFILE h = cmsOpenProfileFromMem(sp.bytes.data(), cmsUInt32Number(sp.bytes.size()));
     ASSERT_NE(h, nullptr);
-    const struct {
-        char tag[5];
-        uint32_t type;
-    } tags[] = {{"cprt", ICC_TYPE_MLUC}, {"meas", ICC_TYPE_MEAS}, {"view", ICC_TYPE_VIEW}, {"chrm", ICC_TYPE_CHRM},
-                {"calt", ICC_TYPE_DTIM}, {"clro", ICC_TYPE_CLRO}, {"clrt", ICC_TYPE_CLRT}, {"ncl2", ICC_TYPE_NCL2},
-                {"pseq", ICC_TYPE_PSEQ}};
+    const struct { char tag[5]; uint32_t type; } tags[] = {
+        {"cprt", ICC_TYPE_MLUC}, {"meas", ICC_TYPE_MEAS}, {"view", ICC_TYPE_VIEW}, {"chrm", ICC_TYPE_CHRM},
+        {"calt", ICC_TYPE_DTIM}, {"clro", ICC_TYPE_CLRO}, {"clrt", ICC_TYPE_CLRT}, {"ncl2", ICC_TYPE_NCL2},
+        {"pseq", ICC_TYPE_PSEQ}};
     for (const auto& t : tags) {
         SCOPED_TRACE(t.tag);
         ScopedRecord r;
-        r.type = t.type;
-        ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig(t.tag)), CLR_SUCCESS);
+        ASSERT_EQ(get(sp, r, sig(t.tag), t.type), CLR_SUCCESS);
         ASSERT_EQ(r.r.head.signature, t.type);
         void* oracle = cmsReadTag(h, cmsTagSignature(sig(t.tag)));
         ASSERT_NE(oracle, nullptr);
@@ -125,8 +136,7 @@ TEST(LcmsWrittenTags, ReadAsLcmsReadsThemAndWriteBackTheSameBytes) {
             expected.insert(expected.begin() + 76, 4, 0);
             expected.resize(expected.size() - 4);
         }
-        ScopedProfile copy;
-        ASSERT_EQ(Quv_FillICCProfileStructure(copy.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+        Parsed copy(sp.bytes);
         ASSERT_EQ(Quv_SetICCTagData(copy.get(), &input, sig(t.tag), t.type), CLR_SUCCESS);
         EXPECT_EQ(tagBytes(copy.get(), sig(t.tag)), expected);
     }
@@ -134,30 +144,23 @@ TEST(LcmsWrittenTags, ReadAsLcmsReadsThemAndWriteBackTheSameBytes) {
 }
 
 TEST(LcmsWrittenTags, EveryCutOfEveryElementGivesAStatus) {
-    std::vector<uint8_t> bytes = lcmsProfile();
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), bytes.data(), bytes.size()), CLR_SUCCESS);
+    Parsed sp(lcmsProfile());
     for (int i = 0; i < sp->tagCount; ++i) {
-        const uint32_t full = sp->tagTable[i].size;
-        const uint32_t tagSig = sp->tagTable[i].signature;
+        const uint32_t full = sp->tagTable[i].size, tagSig = sp->tagTable[i].signature;
         const uint32_t type = Quv_GetICCTagTypeSig(sp.get(), tagSig);
         for (uint32_t n = 8; n < full; ++n) {
             sp->tagTable[i].size = n;
             ScopedRecord r;
-            r.type = type;
-            const ClrStatus s = Quv_GetICCTagData(sp.get(), r.get(), tagSig);
+            const ClrStatus s = get(sp, r, tagSig, type);
             EXPECT_TRUE(s == CLR_SUCCESS || s == CLR_INVALID_TAG_DATA || s == CLR_TAG_UNKNOWN_TYPE) << s;
         }
         sp->tagTable[i].size = full;
     }
 }
 
-// ---- values and statuses of the writers ----
-
 // The row size and the padding a Set gives the record.
 std::pair<uint32_t, uint64_t> setLayout(const IccTagRecord& record, uint32_t type) {
-    ScopedProfile sp;
-    EXPECT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    HeaderOnly sp;
     EXPECT_EQ(Quv_SetICCTagData(sp.get(), &record, sig("targ"), type), CLR_SUCCESS);
     const uint32_t size = sp->tagTable[0].size;
     return {size, sp->tagDataSize - size};
@@ -229,8 +232,7 @@ TEST(TagLayouts, EncodersRefuseWhatTheFormatHasNoCodeFor) {
 }
 
 TEST(TagLayouts, ValuesTheWritersReplaceOrKeep) {
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    HeaderOnly sp;
     IccTagRecord r{};
     IccNamedColorEntry colour{};
     r.namedColor2 = IccNamedColor2Type{{}, 0x12345678, 1, 0, {}, {}, &colour};
@@ -243,10 +245,9 @@ TEST(TagLayouts, ValuesTheWritersReplaceOrKeep) {
     ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("calt"), ICC_TYPE_DTIM), CLR_SUCCESS);
 
     ScopedRecord named, date;
-    named.type = ICC_TYPE_NCL2;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), named.get(), sig("ncl2")), CLR_SUCCESS);
+    ASSERT_EQ(get(sp, named, sig("ncl2"), ICC_TYPE_NCL2), CLR_SUCCESS);
     EXPECT_EQ(named.r.namedColor2.vendorFlag, 0x12340000u);
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), date.get(), sig("calt")), CLR_SUCCESS);
+    ASSERT_EQ(get(sp, date, sig("calt"), ICC_TYPE_DTIM), CLR_SUCCESS);
     EXPECT_EQ(date.r.dateTime.dateTime.month, 13);
     EXPECT_EQ(date.r.dateTime.dateTime.seconds, 61);
     cmsHPROFILE h = cmsOpenProfileFromMem(sp->image, cmsUInt32Number(sp->dataSize));
@@ -277,16 +278,14 @@ TEST(ProfileSequence, WriterKeepsItsOwnLayoutInsideItsBlock) {
     entries[0] = {sig("AAAA"), sig("mod1"), 1, sig("CRT "), maker.r.mluc, model.r.mluc};
     IccTagRecord r{};
     r.profileSequence = IccProfileSequenceDescType{{}, 1, entries};
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    HeaderOnly sp;
     ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("pseq"), ICC_TYPE_PSEQ), CLR_SUCCESS);
     std::vector<uint8_t> bytes = tagBytes(sp.get(), sig("pseq"));
     ASSERT_EQ(bytes.size(), 48u + 28 + 28);
     EXPECT_EQ(be32(&bytes[68]), 0u);             // the gap
     EXPECT_EQ(be32(&bytes[72]), ICC_TYPE_MLUC);  // the second text, its tail dropped at the block's end
     ScopedRecord back;
-    back.type = ICC_TYPE_PSEQ;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("pseq")), CLR_SUCCESS);
+    ASSERT_EQ(get(sp, back, sig("pseq"), ICC_TYPE_PSEQ), CLR_SUCCESS);
     EXPECT_EQ(back.r.profileSequence.entries[0].attributes, uint64_t{1} << 56);
     EXPECT_EQ(back.r.profileSequence.entries[0].manufacturerText.records[0].length, 8u);
     EXPECT_EQ(back.r.profileSequence.entries[0].manufacturerText.strings[0], 0);  // a total of 8 copies none
@@ -315,13 +314,11 @@ TEST(ResponseCurveSet, KPointsPerChannelAndOffsetsComputedAnew) {
     IccResponseCurve measures[2] = {{sig("StaA"), patches, xyz, channels}, {sig("StaE"), patches, xyz, channels}};
     IccTagRecord r{};
     r.responseCurveSet = IccResponseCurveSet16Type{{}, 3, 2, nullptr, measures};
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_InitICCHeader(sp.get()), CLR_SUCCESS);
+    HeaderOnly sp;
     ASSERT_EQ(Quv_SetICCTagData(sp.get(), &r, sig("resp"), ICC_TYPE_RCS2), CLR_SUCCESS);
     EXPECT_EQ(sp->tagTable[0].size, 220u);
     ScopedRecord back;
-    back.type = ICC_TYPE_RCS2;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), back.get(), sig("resp")), CLR_SUCCESS);
+    ASSERT_EQ(get(sp, back, sig("resp"), ICC_TYPE_RCS2), CLR_SUCCESS);
     const IccResponseCurveSet16Type& b = back.r.responseCurveSet;
     EXPECT_EQ(b.offsets[0], 20u);
     EXPECT_EQ(b.offsets[1], 120u);
@@ -337,32 +334,23 @@ TEST(LocalizedText, OffsetsAreFollowedOneAtATime) {
     // Two entries on one string; the first has an odd length of 3.
     std::vector<uint8_t> body = {0, 0, 0, 2, 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 40,
                                  0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0, 40, 0, 0x41, 0, 0x42};
-    std::vector<uint8_t> image = iccImage({{sig("desc"), tagValue(ICC_TYPE_MLUC, body)}});
-    ScopedProfile sp;
-    ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
+    Parsed sp(iccImage({{sig("desc"), tagValue(ICC_TYPE_MLUC, body)}}));
     ScopedRecord r;
-    r.type = ICC_TYPE_MLUC;
-    ASSERT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("desc")), CLR_SUCCESS);
+    ASSERT_EQ(get(sp, r, sig("desc"), ICC_TYPE_MLUC), CLR_SUCCESS);
     EXPECT_EQ(std::vector<uint16_t>(r.r.mluc.strings, r.r.mluc.strings + 3), (std::vector<uint16_t>{0x41, 0x41, 0x42}));
 }
 
 // Counts and offsets that lie give a status, not a read past the tag.
 TEST(TagTrust, LyingCountsOfTheCompoundTypes) {
-    const struct {
-        uint32_t type;
-        std::vector<uint8_t> body;
-    } cases[] = {
+    const struct { uint32_t type; std::vector<uint8_t> body; } cases[] = {
         {ICC_TYPE_MLUC, {0, 0, 0x10, 0, 0, 0, 0, 12}},
         {ICC_TYPE_MLUC, {0, 0, 0, 1, 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0, 2, 0xFF, 0xFF, 0xFF, 0xF0}},
         {ICC_TYPE_PSEQ, {0, 0x10, 0, 0}},
         {ICC_TYPE_PSEQ, {0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
-        // An old "desc" in the place of the first text: its numbers taken as they were read.
-        {ICC_TYPE_PSEQ, [] {
-             std::vector<uint8_t> b(24 + 16 + 12 + 16, 0);
-             b[3] = 1;
+        {ICC_TYPE_PSEQ, [] {  // an old "desc" in the place of the first text: its numbers taken as read
+             std::vector<uint8_t> b(68, 0);
+             b[3] = b[35] = 1, b[36] = 'a';
              putBe32(b, 24, sig("desc"));
-             b[35] = 1;
-             b[36] = 'a';
              return b;
          }()},
         {ICC_TYPE_RCS2, {0, 1, 0, 1, 0, 0, 0x10, 0}},
@@ -375,12 +363,9 @@ TEST(TagTrust, LyingCountsOfTheCompoundTypes) {
         {ICC_TYPE_DTIM, {7, 0xE8, 0, 1}},
     };
     for (const auto& c : cases) {
-        std::vector<uint8_t> image = iccImage({{sig("desc"), tagValue(c.type, c.body)}});
-        ScopedProfile sp;
-        ASSERT_EQ(Quv_FillICCProfileStructure(sp.get(), image.data(), image.size()), CLR_SUCCESS);
+        Parsed sp(iccImage({{sig("desc"), tagValue(c.type, c.body)}}));
         ScopedRecord r;
-        r.type = c.type;
-        EXPECT_EQ(Quv_GetICCTagData(sp.get(), r.get(), sig("desc")), CLR_INVALID_TAG_DATA) << c.type;
+        EXPECT_EQ(get(sp, r, sig("desc"), c.type), CLR_INVALID_TAG_DATA) << c.type;
     }
 }
 
