@@ -312,8 +312,12 @@ struct KernelJob {
 };
 constexpr int kNoPeer = -2;
 const KernelJob kJobs[] = {
-    {"yiq_to_rgb", k::reference::yiqToRgb, k::yiqToRgb, k::rgbToYiq, kTransform, -1},
-    {"rgb_to_yiq", k::reference::rgbToYiq, k::rgbToYiq, nullptr, kTransform, -1},
+    // OpenCV has no YIQ: its YUV conversions (the same job, other weights)
+    // are the peer, and a 3 x 4 cv::transform the nearest general job.
+    {"yiq_to_rgb", k::reference::yiqToRgb, k::yiqToRgb, k::rgbToYiq, cv::COLOR_YUV2RGB, cv::COLOR_RGB2YUV},
+    {"rgb_to_yiq", k::reference::rgbToYiq, k::rgbToYiq, nullptr, cv::COLOR_RGB2YUV, -1},
+    {"yiq_to_rgb_3x4", nullptr, k::yiqToRgb, k::rgbToYiq, kTransform, -1},
+    {"rgb_to_yiq_3x4", nullptr, k::rgbToYiq, nullptr, kTransform, -1},
     {"rgb_to_hsv", k::reference::rgbToHsv, k::rgbToHsv, nullptr, cv::COLOR_RGB2HSV_FULL, -1},
     {"hsv_to_rgb", k::reference::hsvToRgb, k::hsvToRgb, k::rgbToHsv, cv::COLOR_HSV2RGB_FULL, cv::COLOR_RGB2HSV_FULL},
     {"rgb_to_hls", k::reference::rgbToHls, k::rgbToHls, nullptr, cv::COLOR_RGB2HLS_FULL, -1},

@@ -46,9 +46,6 @@ public:
     size_t size() const { return size_; }
     size_t capacity() const { return capacity_; }
     ClrStatus status() const { return status_; }
-    size_t countedBytes() const { return account_.amount; }
-    bool reservationOpen() const { return account_.reservationOpen; }
-    size_t growthStep() const { return growthStep_; }
 
 private:
     struct Accounting {
