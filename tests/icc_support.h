@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace quvtest {
@@ -90,26 +91,13 @@ inline std::vector<uint8_t> iccImage(const std::vector<TagSpec>& tags) {
         while (v.size() % 4) v.push_back(0);
     }
     putBe32(v, 0, uint32_t(v.size()));
-    putBe32(v, 4, sig("lcms"));
-    putBe32(v, 8, 0x04200000);
-    putBe32(v, 12, sig("mntr"));
-    putBe32(v, 16, sig("RGB "));
-    putBe32(v, 20, sig("XYZ "));
-    putBe16(v, 24, 2024);
-    putBe16(v, 26, 5);
-    putBe16(v, 28, 17);
-    putBe16(v, 30, 12);
-    putBe16(v, 32, 30);
-    putBe16(v, 34, 45);
-    putBe32(v, 36, sig("acsp"));
-    putBe32(v, 40, sig("APPL"));
-    putBe32(v, 48, sig("QUVC"));
-    putBe32(v, 52, 0x1234);
-    putBe32(v, 64, 1);
-    putBe32(v, 68, 0xF6D6);
-    putBe32(v, 72, 0x10000);
-    putBe32(v, 76, 0xD32D);
-    putBe32(v, 80, sig("quvc"));
+    // CMM, version, class, spaces, date (2024-05-17 12:30:45), signature,
+    // platform, manufacturer, model, intent, illuminant, creator.
+    for (auto [at, word] : {std::pair{4, sig("lcms")}, {8, 0x04200000u}, {12, sig("mntr")}, {16, sig("RGB ")},
+                            {20, sig("XYZ ")}, {24, 2024u << 16 | 5}, {28, 17u << 16 | 12}, {32, 30u << 16 | 45},
+                            {36, sig("acsp")}, {40, sig("APPL")}, {48, sig("QUVC")}, {52, 0x1234u}, {64, 1u},
+                            {68, 0xF6D6u}, {72, 0x10000u}, {76, 0xD32Du}, {80, sig("quvc")}})
+        putBe32(v, size_t(at), word);
     for (int i = 0; i < 16; ++i) v[84 + i] = uint8_t(0xA0 + i);
     putBe32(v, 128, uint32_t(count));
     for (size_t i = 0; i < count; ++i) {
