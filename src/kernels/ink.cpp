@@ -272,10 +272,10 @@ bool builtTables(const YcckTables& t) {
 // Disjoint walks, or one buffer whose destination rows trail their source.
 bool rowByRow(const KernelIo& io, int32_t srcBytes, int32_t dstBytes) {
     const int64_t w = io.width > 0 ? io.width : 0;
-    const auto s = reinterpret_cast<uintptr_t>(io.src), d = reinterpret_cast<uintptr_t>(io.dst);
-    if (d + walkExtent(dstBytes * w, io.dstPad, io.height) <= s || s + walkExtent(srcBytes * w, io.srcPad, io.height) <= d)
+    if (!sharesBytes(io, walkExtent(srcBytes * w, io.srcPad, io.height), walkExtent(dstBytes * w, io.dstPad, io.height)))
         return true;
-    return s == d && dstBytes <= srcBytes && dstBytes * w + padBytes(io.dstPad) <= srcBytes * w + padBytes(io.srcPad);
+    return io.src == io.dst && dstBytes <= srcBytes &&
+           dstBytes * w + padBytes(io.dstPad) <= srcBytes * w + padBytes(io.srcPad);
 }
 
 // Each row: `first` from the source into the working row, then `second`
