@@ -80,14 +80,16 @@ TEST(Video, PackedFormatsAgreeWithLibyuv) {
 struct Isas {
     std::vector<k::KernelIsa> available{k::KernelIsa::Baseline};
     Isas() {
-        k::testing::forceKernelIsa(k::KernelIsa::Avx2);
-        if (k::kernelIsa() == k::KernelIsa::Avx2) available.push_back(k::KernelIsa::Avx2);
+        for (k::KernelIsa isa : {k::KernelIsa::Avx2, k::KernelIsa::Avx512}) {
+            k::testing::forceKernelIsa(isa);
+            if (k::kernelIsa() == isa) available.push_back(isa);
+        }
     }
     ~Isas() { k::testing::resetKernelIsa(); }
 };
 
 // The kernels the conversions call give the statuses and bytes of the
-// formulas as written, on each instruction set: widths around the 16-pixel
+// formulas as written, on each instruction set: widths around the 16- and 32-pixel
 // blocks and odd ones, pads on both sides, both channel orders. Buffers are
 // as long as the rows (bytes per 8 pixels) and pads need, so that a read or
 // write past them shows under AddressSanitizer.

@@ -134,7 +134,7 @@ namespace quv::kernels {
 // Groups of eight on AVX2, or the per-pixel walk on the baseline.
 template <int SrcBytes, int DstBytes, class Body, class Pixel>
 inline void runGroups(const KernelIo& io, const Body& body, Pixel&& pixel) {
-    if (kernelIsa() == KernelIsa::Avx2)
+    if (kernelIsa() >= KernelIsa::Avx2)
         avx2::walkGroups<SrcBytes, DstBytes>(io, body, pixel);
     else
         walkPixelsBaseline<SrcBytes, DstBytes>(io, pixel);

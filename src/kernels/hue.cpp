@@ -487,7 +487,7 @@ ClrStatus hlsRowsFast(const KernelIo& io, const HueTables& t) {
         d[B] = channel(2);
         return true;
     };
-    if (kernelIsa() == KernelIsa::Avx2)
+    if (kernelIsa() >= KernelIsa::Avx2)
         return avx2::walkGroups<3, 3>(io, HlsToRgbBody<R, B>{}, pixel) ? CLR_SUCCESS : CLR_INVALID_TAG_DATA;
     const uint8_t* s = io.src;
     uint8_t* d = io.dst;

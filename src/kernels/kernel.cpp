@@ -1,5 +1,6 @@
 #include "kernels/kernel.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
@@ -8,6 +9,7 @@ namespace {
 
 KernelIsa detectIsa() {
     __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi")) return KernelIsa::Avx512;
     return __builtin_cpu_supports("avx2") ? KernelIsa::Avx2 : KernelIsa::Baseline;
 }
 
@@ -18,10 +20,7 @@ std::atomic<KernelIsa> g_isa{detectIsa()};
 KernelIsa kernelIsa() { return g_isa.load(std::memory_order_relaxed); }
 
 namespace testing {
-void forceKernelIsa(KernelIsa isa) {
-    if (isa == KernelIsa::Avx2 && detectIsa() != KernelIsa::Avx2) return;
-    g_isa.store(isa, std::memory_order_relaxed);
-}
+void forceKernelIsa(KernelIsa isa) { g_isa.store(std::min(isa, detectIsa()), std::memory_order_relaxed); }
 void resetKernelIsa() { g_isa.store(detectIsa(), std::memory_order_relaxed); }
 }  // namespace testing
 

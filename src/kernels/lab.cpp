@@ -541,7 +541,7 @@ ClrStatus mapRowsAvx2(const KernelIo& io, int orderFlag, Row row) {
 }  // namespace
 
 ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
-    if (kernelIsa() != KernelIsa::Avx2 || shiftedInPlace(io)) return reference::rgbToLab(io, orderFlag);
+    if (kernelIsa() < KernelIsa::Avx2 || shiftedInPlace(io)) return reference::rgbToLab(io, orderFlag);
     const LabForward& t = labForward();
     return mapRowsAvx2(io, orderFlag, [&t]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
         rgbToLabRowAvx2<R, B>(t, s, d, w);
@@ -550,7 +550,7 @@ ClrStatus rgbToLab(const KernelIo& io, int orderFlag) {
 
 ClrStatus labToRgb(const KernelIo& io, int orderFlag) {
     const LabInverse& t = labInverse();
-    if (kernelIsa() == KernelIsa::Avx2 && !shiftedInPlace(io))
+    if (kernelIsa() >= KernelIsa::Avx2 && !shiftedInPlace(io))
         return mapRowsAvx2(io, orderFlag, [&t]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
             labToRgbRowAvx2<R, B>(t, s, d, w);
         });
@@ -958,7 +958,7 @@ __attribute__((target("avx2"))) void labToRgbFixedRowAvx2(const LabDecodeTables&
 ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderFlag) {
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
     const LabDecodeRun run(t);
-    if (kernelIsa() == KernelIsa::Avx2 && run.bounded && !shiftedInPlace(io))
+    if (kernelIsa() >= KernelIsa::Avx2 && run.bounded && !shiftedInPlace(io))
         return mapRowsAvx2(io, orderFlag, [&]<int R, int B>(const uint8_t* s, uint8_t* d, int64_t w) {
             labToRgbFixedRowAvx2<R, B>(t, run, s, d, w);
         });
@@ -973,7 +973,7 @@ ClrStatus labToRgbFixed(const LabDecodeTables& t, const KernelIo& io, int orderF
 
 ClrStatus rgbToLabFixed(const LabEncodeTables& t, const KernelIo& io, int orderFlag) {
     const LabEncodeRoots& roots = labEncodeRoots();
-    if (kernelIsa() != KernelIsa::Avx2 || !roots.usable || shiftedInPlace(io) ||
+    if (kernelIsa() < KernelIsa::Avx2 || !roots.usable || shiftedInPlace(io) ||
         std::memcmp(t.cubeRoot, roots.sampled, sizeof roots.sampled) != 0)
         return reference::rgbToLabFixed(t, io, orderFlag);
     if (!io.src || !io.dst) return CLR_INVALID_PARAMETER;
