@@ -100,19 +100,33 @@ void Libyuv(benchmark::State& state, int (*fn)(const uint8_t*, int, uint8_t*, in
 }
 
 // A whole 24-bit bitmap through Quv_ClrConvertBitmap, in place.
-void WholeBitmap(benchmark::State& state, ClrSpace to) {
+// A bitmap's conversion, in place (its pixels put back untimed before each
+// pass) or into a second bitmap: either way each pass converts the pixels
+// the one-buffer job converts.
+void WholeBitmap(benchmark::State& state, ClrSpace to, bool inPlace) {
     Images& im = images();
-    QuvBitmap bitmap{};
-    quvBitmapAllocate(&bitmap, QUV_BITMAP_SIZE, 0, kWidth, kHeight, 24, 1, 0, QUV_VIEW_TOP_LEFT, 0, 0);
-    for (int r = 0; r < kHeight; ++r) quvBitmapPutRow(&bitmap, im.src.data() + 3 * kWidth * r, r, 3 * kWidth);
+    QuvBitmap source{}, dest{};
+    for (QuvBitmap* b : {&source, &dest})
+        quvBitmapAllocate(b, QUV_BITMAP_SIZE, 0, kWidth, kHeight, 24, 1, 0, QUV_VIEW_TOP_LEFT, 0, 0);
+    auto fill = [&] {
+        for (int r = 0; r < kHeight; ++r) quvBitmapPutRow(&source, im.src.data() + 3 * kWidth * r, r, 3 * kWidth);
+    };
+    fill();
     ClrHandle* h = nullptr;
     Quv_ClrInit(&h, ClrSpaceRgb, to, nullptr);
     for (auto _ : state) {
-        if (Quv_ClrConvertBitmap(h, &bitmap, nullptr) != CLR_SUCCESS) state.SkipWithError("convert failed");
+        if (inPlace) {
+            state.PauseTiming();
+            fill();
+            state.ResumeTiming();
+        }
+        if (Quv_ClrConvertBitmap(h, &source, inPlace ? nullptr : &dest) != CLR_SUCCESS)
+            state.SkipWithError("convert failed");
         benchmark::ClobberMemory();
     }
     Quv_ClrFree(h);
-    quvBitmapFree(&bitmap);
+    quvBitmapFree(&source);
+    quvBitmapFree(&dest);
     setRates(state, kPixels, 3);
 }
 
@@ -417,7 +431,9 @@ int main(int argc, char** argv) {
                  {"Libyuv/uyvy_to_rgb", libyuv::UYVYToARGB, false}};
     for (const auto& p : peers)
         benchmark::RegisterBenchmark(p.name, [p](benchmark::State& st) { Libyuv(st, p.fn, p.fromArgb); });
-    benchmark::RegisterBenchmark("WholeBitmap/rgb_to_yuv", [](benchmark::State& st) { WholeBitmap(st, ClrSpaceYuv); });
+    benchmark::RegisterBenchmark("WholeBitmap/in_place", [](benchmark::State& st) { WholeBitmap(st, ClrSpaceYuv, true); });
+    benchmark::RegisterBenchmark("WholeBitmap/into_another",
+                                 [](benchmark::State& st) { WholeBitmap(st, ClrSpaceYuv, false); });
     registerKernelJobs();
     quvbench::RatioReporter reporter([](quvbench::RatioReporter& r) {
         std::printf("\nratios (higher is better for throughput, lower for cost)\n");
@@ -436,7 +452,9 @@ int main(int argc, char** argv) {
         for (const char* f : {"yuy2_to_rgb", "uyvy_to_rgb"})
             r.ratio(std::string(f) + " / libyuv (throughput, target >= 0.8)", std::string("Libyuv/") + f,
                     std::string("Kernel/") + f);
-        r.ratio("whole bitmap / one buffer (cost, target <= 1.10)", "WholeBitmap/rgb_to_yuv", "Kernel/rgb_to_yuv");
+        for (const char* job : {"in_place", "into_another"})
+            r.ratio(std::string("whole bitmap ") + job + " / one buffer, RGB to YUV (cost, target <= 1.10)",
+                    std::string("WholeBitmap/") + job, "Kernel/rgb_to_yuv");
         for (const auto& [name, t] : r.seconds())
             if (name.rfind("Kernel/", 0) == 0) r.ratio(name.substr(7) + " / memcpy (throughput)", "Memcpy", name);
         printKernelTable(r);

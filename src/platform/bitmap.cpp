@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include <immintrin.h>
+
 namespace {
 
 bool holdsData(const QuvBitmap* b) { return b && (b->flags & QUV_BITMAP_HAS_DATA) && b->pixels; }
@@ -74,6 +76,24 @@ int32_t checkRowCall(const QuvBitmap* b, const void* buffer, int32_t row) {
     if (int32_t s = checkData(b); s != CLR_SUCCESS) return s;
     if (row < 0 || row >= b->height) return CLR_INVALID_DIMENSION;
     return CLR_SUCCESS;
+}
+
+// A row copy 32 bytes a step where the processor has AVX2. For rows above
+// about 2 KiB the C library's memcpy uses the string-move instruction,
+// the slower one here into lines not yet cached: converting a 1920-pixel
+// bitmap into another cost 1.2 times converting one buffer with it, about
+// 1.1 with this loop (bench/ WholeBitmap). 16 bytes a step gained nothing.
+__attribute__((target("avx2"))) void copyRowAvx2(uint8_t* d, const uint8_t* s, size_t bytes) {
+    size_t at = 0;
+    for (; at + 32 <= bytes; at += 32)
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + at), _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + at)));
+    std::memcpy(d + at, s + at, bytes - at);
+}
+
+void copyRow(void* to, const void* from, size_t bytes) {
+    static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
+    if (avx2) copyRowAvx2(static_cast<uint8_t*>(to), static_cast<const uint8_t*>(from), bytes);
+    else std::memcpy(to, from, bytes);
 }
 
 }  // namespace
@@ -151,14 +171,14 @@ QUVBASE_API int32_t quvBitmapRelease(QuvBitmap* bitmap, int32_t accesses, int32_
 QUVBASE_API int32_t quvBitmapGetRow(QuvBitmap* bitmap, void* buffer, int32_t row, uint32_t bytes) {
     if (int32_t s = checkRowCall(bitmap, buffer, row); s != CLR_SUCCESS) return s;
     const uint32_t n = std::min(bytes, bitmap->bytesPerLine);
-    std::memcpy(buffer, bitmap->pixels + uint64_t(row) * bitmap->bytesPerLine, n);
+    copyRow(buffer, bitmap->pixels + uint64_t(row) * bitmap->bytesPerLine, n);
     return int32_t(n);
 }
 
 QUVBASE_API int32_t quvBitmapPutRow(QuvBitmap* bitmap, const void* buffer, int32_t row, uint32_t bytes) {
     if (int32_t s = checkRowCall(bitmap, buffer, row); s != CLR_SUCCESS) return s;
     const uint32_t n = std::min(bytes, bitmap->bytesPerLine);
-    std::memcpy(bitmap->pixels + uint64_t(row) * bitmap->bytesPerLine, buffer, n);
+    copyRow(bitmap->pixels + uint64_t(row) * bitmap->bytesPerLine, buffer, n);
     return int32_t(n);
 }
 
