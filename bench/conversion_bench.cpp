@@ -99,10 +99,9 @@ void Libyuv(benchmark::State& state, int (*fn)(const uint8_t*, int, uint8_t*, in
     setRates(state, kPixels, 3);
 }
 
-// A whole 24-bit bitmap through Quv_ClrConvertBitmap, in place.
-// A bitmap's conversion, in place (its pixels put back untimed before each
-// pass) or into a second bitmap: either way each pass converts the pixels
-// the one-buffer job converts.
+// A whole 24-bit bitmap through Quv_ClrConvertBitmap, in place (its pixels
+// put back untimed before each pass) or into a second bitmap: either way
+// each pass converts the pixels the one-buffer job converts.
 void WholeBitmap(benchmark::State& state, ClrSpace to, bool inPlace) {
     Images& im = images();
     QuvBitmap source{}, dest{};

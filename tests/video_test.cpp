@@ -89,10 +89,10 @@ struct Isas {
 };
 
 // The kernels the conversions call give the statuses and bytes of the
-// formulas as written, on each instruction set: widths around the 16- and 32-pixel
-// blocks and odd ones, pads on both sides, both channel orders. Buffers are
-// as long as the rows (bytes per 8 pixels) and pads need, so that a read or
-// write past them shows under AddressSanitizer.
+// formulas as written, on each instruction set: widths around the 16- and
+// 32-pixel blocks and odd ones, pads on both sides, both channel orders.
+// Buffers are as long as the rows (bytes per 8 pixels) and pads need, so
+// that a read or write past them shows under AddressSanitizer.
 TEST(Video, FastKernelsGiveTheReferenceBytes) {
     const struct {
         const char* name;
