@@ -417,7 +417,9 @@ __attribute__((target("avx2"))) int64_t packed422InverseAvx2(const uint8_t* s, u
 // GCC 12's AVX-512 headers fill the unused source of a shift from a
 // variable initialised with itself, which its own analysis then reports.
 #pragma GCC diagnostic push
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 struct alignas(64) ByteIndex {
     uint8_t at[64];
 };
