@@ -115,6 +115,17 @@ TEST(BitmapConversions, WholeBitmapsConvertRowByRow) {
     EXPECT_EQ(mirrored.viewPerspective, 1);
     EXPECT_EQ(mirrored.rows(), swapped);
 
+    // A formula kernel walks its rows in vector groups, warming the rows the
+    // loop copies next; wider rows than a group, in place and into another.
+    const int32_t w = 37, h = 5;
+    const Bytes wideRgb = randomBytes(3 * w * h, 7);
+    auto toYuv = quvtest::makeHandle(ClrSpaceRgb, ClrSpaceYuv);
+    Bitmap yuvSource(w, h, 24, wideRgb), yuvDest(w, h, 24, Bytes(3 * w * h));
+    ASSERT_EQ(Quv_ClrConvertBitmap(toYuv.get(), &yuvSource, &yuvDest), 1);
+    EXPECT_EQ(yuvDest.rows(), converted(toYuv.get(), wideRgb, w, h, 3));
+    ASSERT_EQ(Quv_ClrConvertBitmap(toYuv.get(), &yuvSource, nullptr), 1);
+    EXPECT_EQ(yuvSource.rows(), yuvDest.rows());
+
     Bitmap wide(n + 1, n, 24, Bytes(3 * (n + 1) * n), 1), wideBottom(n + 1, n, 24, Bytes(3 * (n + 1) * n), 4);
     Bitmap grey(n, n, 8, Bytes(n * n));
     EXPECT_EQ(Quv_ClrConvertBitmap(swap.get(), &wide, &wideBottom), -11);  // rows would land outside

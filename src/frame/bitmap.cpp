@@ -54,17 +54,25 @@ bool recordWritable(MemoryProbe& probe, QuvBitmap* b) { return probe.writable(b,
 bool sameClass(int32_t a, int32_t b) { return a == b || ((a == 1 || a == 4) && (b == 1 || b == 4)); }
 
 // One row through a handle checked beforehand: the status Quv_ClrConvert
-// would give for the row buffer.
+// would give for the row buffer. `ahead` names the bitmap rows the caller
+// copies next, for the conversion to warm while it works.
 struct RowConverter {
     const ClrHandle* handle;
     ClrStatus handleStatus;
     MemoryProbe& probe;
-    ClrStatus operator()(uint8_t* row, int32_t width) const {
+    ClrStatus operator()(uint8_t* row, int32_t width, const kernels::WarmAhead& ahead = {}) const {
         if (handleStatus != CLR_SUCCESS) return handleStatus;
         if (width < 1) return CLR_INVALID_DIMENSION;
-        return convertProven(*handle, row, row, width, 1, 0, 0, probe);
+        return convertProven(*handle, row, row, width, 1, 0, 0, probe, ahead);
     }
 };
+
+// Where the companion stores a row, as an address to warm caches with; 0
+// when the record holds no such row. The address is never read through.
+uintptr_t storedRow(const QuvBitmap& b, int32_t row) {
+    if (!(b.flags & QUV_BITMAP_HAS_DATA) || row < 0 || row >= b.height) return 0;
+    return reinterpret_cast<uintptr_t>(b.pixels) + uint64_t(row) * b.bytesPerLine;
+}
 
 }  // namespace
 }  // namespace quv
@@ -142,8 +150,13 @@ extern "C" QUV_API ClrStatus Quv_ClrConvertBitmap(ClrHandle* handle, QuvBitmap* 
     ClrStatus result = CLR_SUCCESS;
     for (int32_t r = 0; r < source->height; ++r) {
         if ((result = quvBitmapGetRow(source, row, r, source->bytesPerLine)) < 1) break;
-        if ((result = convert(row, source->width)) < 1) break;
         const int32_t target = flipped ? dest->width - 1 - r : r;
+        // The copies around the conversion are the loop's only memory
+        // traffic: the next source row and this target row are warmed
+        // during it, so they don't wait on memory between conversions.
+        const kernels::WarmAhead ahead{storedRow(*source, r + 1), dest != source ? storedRow(*dest, target) : 0,
+                                       std::min(source->bytesPerLine, dest->bytesPerLine)};
+        if ((result = convert(row, source->width, ahead)) < 1) break;
         if ((result = quvBitmapPutRow(dest, row, target, dest->bytesPerLine)) < 1) break;
         result = CLR_SUCCESS;
     }

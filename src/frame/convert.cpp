@@ -201,7 +201,8 @@ ClrStatus quv::checkHandleForConvert(const ClrHandle* handle, MemoryProbe& probe
 }
 
 ClrStatus quv::convertProven(const ClrHandle& h, const void* source, void* dest, int32_t width, int32_t height,
-                             int32_t sourceAlign, int32_t destAlign, MemoryProbe& probe) {
+                             int32_t sourceAlign, int32_t destAlign, MemoryProbe& probe,
+                             const kernels::WarmAhead& ahead) {
     const auto [srcStride, dstStride, srcRow] = strides(h, width, sourceAlign, destAlign);
     const auto rows = static_cast<uint64_t>(height);
     const bool sameSpace = h.sourceSpace == h.destSpace;
@@ -225,7 +226,7 @@ ClrStatus quv::convertProven(const ClrHandle& h, const void* source, void* dest,
 
     const auto* src = static_cast<const uint8_t*>(source);
     auto* dst = static_cast<uint8_t*>(dest);
-    const KernelIo io{src, dst, width, height, sourceAlign, destAlign, &probe};
+    const KernelIo io{src, dst, width, height, sourceAlign, destAlign, &probe, ahead};
     switch (h.activeMethod) {
     case CLR_METHOD_BUILTIN:
         return convertAtHub(h.sourceSpace, h.destSpace, io, &h);

@@ -104,12 +104,14 @@ __attribute__((target("avx2"))) bool walkGroups(const KernelIo& io, const Body& 
     uint8_t* d = io.dst;
     const int32_t sp = padBytes(io.srcPad), dp = padBytes(io.dstPad);
     const int64_t srcRow = int64_t{SrcBytes} * width, dstRow = int64_t{DstBytes} * width;
+    Warming warming(io.ahead, uint64_t(width / 8) * uint64_t(height > 0 ? height : 0));
     for (int32_t y = 0; y < height; ++y, s += srcRow + sp, d += dstRow + dp) {
         const auto sa = reinterpret_cast<uintptr_t>(s), da = reinterpret_cast<uintptr_t>(d);
         const bool apart = da + dstRow <= sa || sa + srcRow <= da || (da <= sa && DstBytes <= SrcBytes);
         int32_t x = 0;
         if (apart)
             for (; x + 8 + kLookAhead <= width; x += 8) {
+                if (warming.active()) warming.step();
                 if constexpr (std::is_same_v<decltype(body(s, d)), bool>) {
                     if (!body(s + SrcBytes * x, d + DstBytes * x)) break;
                 } else {

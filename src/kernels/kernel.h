@@ -16,6 +16,44 @@
 
 namespace quv::kernels {
 
+// Memory the caller touches right after a walk: `bytes` from each nonzero
+// address. A walk that takes the hint asks for it a cache line at a time in
+// step with its own progress, so those loads overlap its arithmetic instead
+// of stalling the caller afterwards. Nothing is read or written through it,
+// so an address that isn't mapped costs only the hint.
+struct WarmAhead {
+    uintptr_t first = 0;
+    uintptr_t second = 0;
+    uint64_t bytes = 0;
+};
+
+// A hint spread evenly over a walk of `steps` steps: after step k the lines
+// below bytes x k / steps have been asked for. Counted in integers, so a
+// step costs an add and a compare; a hint too large to count is dropped.
+class Warming {
+public:
+    Warming(const WarmAhead& ahead, uint64_t steps) : ahead_(ahead), lineCost_(64 * steps) {
+        uint64_t span;  // the marks never pass (bytes + 64) x steps
+        if (steps == 0 || __builtin_add_overflow(ahead.bytes, uint64_t{64}, &span) ||
+            __builtin_mul_overflow(span, steps, &span))
+            ahead_.bytes = 0;
+    }
+    bool active() const { return ahead_.bytes != 0; }
+    void step() {
+        for (dueMark_ += ahead_.bytes; lineMark_ < dueMark_; lineMark_ += lineCost_, warmed_ += 64) {
+            if (ahead_.first) __builtin_prefetch(reinterpret_cast<const void*>(ahead_.first + warmed_), 0, 3);
+            if (ahead_.second) __builtin_prefetch(reinterpret_cast<const void*>(ahead_.second + warmed_), 0, 3);
+        }
+    }
+
+private:
+    WarmAhead ahead_;
+    uint64_t lineCost_;      // 64 x steps: lineMark_ is warmed_ x steps
+    uint64_t lineMark_ = 0;
+    uint64_t dueMark_ = 0;   // bytes x steps so far
+    uint64_t warmed_ = 0;
+};
+
 // A kernel's buffers. The pads are bytes skipped after each row; values
 // below 1 count as none. `probe` is the calling conversion's, so buffers the
 // caller has proven already are not asked about again.
@@ -27,6 +65,7 @@ struct KernelIo {
     int32_t srcPad;
     int32_t dstPad;
     MemoryProbe* probe;
+    WarmAhead ahead{};
 };
 
 // A kernel between one space and the RGB hub. orderFlag nonzero: the RGB
