@@ -67,6 +67,21 @@ TEST(BaseBitmaps, RowsDibsAndPerspectivesRoundTrip) {
     EXPECT_EQ(none.flags, 0u);
 }
 
+// Rows around every step of the vector copies (32, 64, 128 and 256 bytes)
+// come back whole; pixels start zeroed and on a cache line.
+TEST(BaseBitmaps, RowsOfEveryCopyLengthRoundTrip) {
+    for (int32_t width : {1, 31, 33, 63, 65, 127, 129, 255, 257, 319, 1000, 5761}) {
+        SCOPED_TRACE(width);
+        const Bytes pixels = randomBytes(size_t(width) * 3, uint32_t(width));
+        Bitmap zeroed;
+        ASSERT_EQ(quvBitmapAllocate(&zeroed, 284, 1, width, 3, 8, 1, 0, 1, 0, 0), 1);
+        Bitmap b(width, 3, 8, pixels);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(b.pixels) % 64, 0u);
+        EXPECT_EQ(zeroed.rows(), Bytes(size_t(width) * 3));
+        EXPECT_EQ(b.rows(), pixels);
+    }
+}
+
 TEST(BitmapConversions, BuffersBecomeTopDownBitmaps) {
     const int32_t w = 4, h = 3;
     const Bytes rgb = randomBytes(3 * w * h, 3);

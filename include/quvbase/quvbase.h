@@ -39,7 +39,7 @@ enum QuvViewPerspective {
 typedef struct QuvBitmap {
     uint32_t size;         /* QUV_BITMAP_SIZE */
     int32_t accessCount;   /* quvBitmapAccess calls not yet released */
-    uint8_t* pixels;       /* bytesPerLine x height bytes, or null */
+    uint8_t* pixels;       /* bytesPerLine x height bytes, 64-byte aligned, or null */
     uint32_t rowAlignment; /* bytesPerLine is a multiple of this */
     int32_t width;         /* pixels per row */
     int32_t height;        /* rows */

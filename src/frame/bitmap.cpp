@@ -141,9 +141,12 @@ extern "C" QUV_API ClrStatus Quv_ClrConvertBitmap(ClrHandle* handle, QuvBitmap* 
     if (convert.handleStatus == CLR_SUCCESS)
         for (uint32_t space : {handle->sourceSpace, handle->destSpace})
             rowBytes = std::max(rowBytes, size_t(kernels::rowBytes(space, source->width)));
-    auto* row = static_cast<uint8_t*>(quvMalloc(rowBytes, 1));
-    if (!row) return CLR_NO_MEMORY;
-    ScopeGuard freeRow([row] { quvFree(row); });
+    // The row starts on a cache line, as the companion's pixels do, so the
+    // copies in and out move a line per vector.
+    auto* block = static_cast<uint8_t*>(quvMalloc(rowBytes + 63, 1));
+    if (!block) return CLR_NO_MEMORY;
+    ScopeGuard freeRow([block] { quvFree(block); });
+    uint8_t* const row = block + (-reinterpret_cast<uintptr_t>(block) & 63);
 
     const bool sourceAccessed = quvBitmapAccess(source, 0) == CLR_SUCCESS;
     const bool destAccessed = dest != source && quvBitmapAccess(dest, 0) == CLR_SUCCESS;
