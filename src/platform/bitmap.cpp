@@ -40,7 +40,6 @@ uint32_t rowBytes(int32_t width, int32_t bits, uint32_t alignment) {
 // copied a line per vector rather than two.
 int32_t allocatePixels(QuvBitmap* b, bool zero) {
     const uint64_t bytes = uint64_t(b->bytesPerLine) * uint64_t(b->height);
-    if (bytes > SIZE_MAX - 63) return CLR_NO_MEMORY;
     void* p = std::aligned_alloc(64, (bytes + 63) / 64 * 64);
     if (!p) return CLR_NO_MEMORY;
     if (zero) std::memset(p, 0, bytes);
